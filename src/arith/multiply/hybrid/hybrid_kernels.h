@@ -1,0 +1,113 @@
+// The inner loops of the hybrid NTT, as a table that each instruction set fills in.
+//
+// Residues are doubles that hold integers: signed, not normalised, each function keeps the bound
+// that its comment states. With p < 2^50 and a prime that passed `rounding_holds`, every
+// operation below is exact.
+//
+// Node order. A transform splits x^(4h) - z into four factors x^h - c, again and again. The nodes
+// of a level are numbered so that node j has the children 4j .. 4j+3; with t[j] the square roots of
+// 1 in bit-reversed order (t[0] = 1, t[1] = i, t[2] = e(1/8), ...) node j multiplies by t[j], t[2j]
+// and t[2j+1]. Twiddles are constant inside a node and do not depend on the length, so a table for
+// one length is the start of the table for the next.
+//
+// Source: D. Harvey, "Faster arithmetic for number-theoretic transforms", 2014; J. van der Hoeven,
+// G. Lecerf, G. Quintin, "Modular SIMD arithmetic in Mathemagix", 2014 (products modulo p in
+// doubles); D. Bernstein, "Multidigit multiplication for mathematicians", 2001 (node order).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace nmp::hybrid {
+
+inline constexpr unsigned kMaxPrimes = 4;
+/// Radix-4 levels of one tree, at most.
+inline constexpr unsigned kMaxLevels = 20;
+/// Points of the register block that ends a row.
+inline constexpr std::size_t kBlock = 16;
+
+struct Modulus {
+  double p;
+  double inverse;  ///< 1 / p, rounded
+};
+
+/// Twiddles of one radix-4 level: node j uses w2[j], w[2j] and w[2j + 1].
+struct Level {
+  const double* w2;
+  const double* w;
+};
+
+/// Twiddles for splitting x^(2^log) - z into linear factors (columns) or into blocks (rows).
+struct Tree {
+  unsigned log;
+  double half;              ///< the radix-2 step at the root, when `log` is odd
+  Level level[kMaxLevels];  ///< from the root down
+  const double* blocks;     ///< rows only: kBlock doubles for each block of kBlock points
+};
+
+/// Constants of the radix-3 and radix-5 steps for one direction.
+struct OddRoots {
+  double half3, sine3;                    ///< -1/2, (w - w^2) / 2
+  double cosine5[2], sine5[2];            ///< (w^k + w^-k) / 2, (w^k - w^-k) / 2
+};
+
+/// The column transform: `odd` is 1, 3, 5 or 15, followed by one tree for each of `odd` parts.
+struct Columns {
+  unsigned odd;
+  OddRoots roots;
+  const Tree* trees;
+};
+
+/// Constants that turn K residues into one integer.
+struct Garner {
+  Modulus mod[kMaxPrimes];
+  double inverse[kMaxPrimes][kMaxPrimes];      ///< [i][k] = 1 / p_i modulo p_k, for i < k
+  std::uint64_t radix[kMaxPrimes][kMaxPrimes]; ///< [k] = p_0 ... p_(k-1), little-endian
+};
+
+/// What a stream of digits carries into the next one: 192 bits.
+struct Carry {
+  std::uint64_t limb[3];
+};
+
+struct Kernels {
+  /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
+  /// |out| < p + 2^32. `digits` is a multiple of 4.
+  void (*load)(double* out, std::size_t digits, const std::uint32_t* words,
+               std::size_t word_count, Modulus m);
+  /// t[0, 2^log) from root[a] of order 2^a. |t| <= p / 2. root[0, log + 1] are read.
+  void (*make_roots)(double* t, unsigned log, const double* root, Modulus m);
+  /// out[i] = base^i for i < n. |base|, |out| <= p / 2.
+  void (*make_powers)(double* out, std::size_t n, double base, Modulus m);
+  /// The `blocks` table of a tree with z = 1 for rows of n points, from t[0, n / 2).
+  void (*make_blocks)(double* blocks, const double* t, std::size_t n);
+  /// to = the tree `from` (which has z = 1) for z = s^(2^log). `storage` holds
+  /// scaled_row_doubles(log) doubles, or scaled_column_doubles(log) where `from` has no blocks.
+  void (*scale_tree)(Tree* to, double* storage, const Tree* from, double s, Modulus m);
+  /// Rows of 2^tree.log points. Forward: |x| < 3p to |x| < 3p. Inverse, without the division by
+  /// the length: |x| < 2p to |x| < 2p.
+  void (*forward_row)(double* x, const Tree* tree, Modulus m);
+  void (*inverse_row)(double* x, const Tree* tree, Modulus m);
+  /// a = a * b * factor. |a|, |b| < 3p to |a| < 3p / 2. n is a multiple of 4; a == b is a square.
+  void (*multiply)(double* a, const double* b, std::size_t n, double factor, Modulus m);
+  /// Column transforms of a contiguous strip: odd * 2^log rows of `width` doubles, a multiple of 4.
+  /// Bounds as for rows, but the forward transform wants |x| < 2p.
+  void (*forward_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
+  void (*inverse_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
+  /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[K-1][i],
+  /// |r| < 2p: writes n digits (a multiple of 4) and continues `carry`. [K - 3] is for K primes.
+  void (*store[2])(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
+                   const Garner* garner);
+};
+
+/// Doubles that `scale_tree` fills.
+constexpr std::size_t scaled_row_doubles(unsigned log) {
+  return (std::size_t{1} << log) + ((std::size_t{1} << log) >> 4) * 2 + 256;
+}
+constexpr std::size_t scaled_column_doubles(unsigned log) {
+  return (std::size_t{1} << log) * 2 + 256;
+}
+
+extern const Kernels kKernelsAvx2;
+
+}  // namespace nmp::hybrid

@@ -1,0 +1,32 @@
+// The hybrid NTT: number-theoretic transforms whose arithmetic is done by floating-point units.
+//
+// A product is made modulo three or four primes below 2^50 from digits of 64 bits and put together
+// by the Chinese remainder theorem. Exact for every input: see hybrid_kernels.h for the bounds and
+// hybrid_field.h for the capacity.
+#pragma once
+
+#include "arith/kernels/kernel_set.h"
+#include "arith/multiply/algorithm.h"
+
+namespace nmp {
+
+/// Memory: primes + 1 planes of 8 bytes a point, a point holding 8 bytes of the product, so 4 bytes
+/// of scratch for a byte of product times the rounding of the length (up to 4/3), 5 beyond the
+/// capacity of three primes; and buffers that are small next to that.
+class HybridNtt final : public Algorithm {
+ public:
+  /// `set` null: the set in force.
+  explicit HybridNtt(const KernelSet* set = nullptr);
+  std::size_t scratch_bytes(std::size_t n, unsigned threads) const override;
+  void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
+                std::size_t bl, AlignedBufferC scratch) const override;
+
+ private:
+  /// Null where products go to the integer NTT, for want of fused multiply-add.
+  const hybrid::Kernels* loops() const;
+  const KernelSet* const set_;
+};
+
+const Algorithm& hybrid_ntt();
+
+}  // namespace nmp

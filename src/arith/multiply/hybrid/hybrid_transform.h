@@ -1,0 +1,107 @@
+// The passes of the hybrid NTT over whole planes.
+//
+// Two domains. A plane is in the *column* domain after `load`: columns are transformed, rows are
+// not. `forward_rows` completes the transform: the plane is then a *spectrum*. The products go from
+// the column domain back to it, row by row, while a row is in the cache; `store` undoes the columns
+// and turns the residues of all primes into words.
+#pragma once
+
+#include <cstddef>
+
+#include "arith/context.h"
+#include "arith/multiply/hybrid/hybrid_field.h"
+#include "arith/multiply/hybrid/hybrid_plan.h"
+#include "arith/word.h"
+#include "memory/aligned_buffer.h"
+
+namespace nmp::hybrid {
+
+/// Takes memory from a buffer, or without one just adds up what would be taken: estimate and use
+/// are the same code.
+class Carver {
+ public:
+  Carver() = default;
+  explicit Carver(AlignedBufferC buffer) : buffer_(buffer), real_(true) {}
+  template <typename T>
+  T* take(std::size_t count) {
+    bytes_ += carved_bytes<T>(count);
+    return real_ ? buffer_.carve<T>(count) : nullptr;
+  }
+  std::size_t bytes() const { return bytes_; }
+
+ private:
+  AlignedBufferC buffer_;
+  bool real_ = false;
+  std::size_t bytes_ = 0;
+};
+
+/// One plan with its tables and buffers. Not for use by two threads at once.
+class Transform {
+ public:
+  /// `slots`: tasks that may run at once, 1 .. kMaxSlots, each with buffers of its own.
+  Transform(Context& context, const Kernels& kernels, const Plan& plan, unsigned slots,
+            Carver& memory);
+  static constexpr unsigned kMaxSlots = 64;
+  /// Bytes that the constructor takes with so many slots.
+  static std::size_t need(const Plan& plan, unsigned slots);
+
+  /// plane = the digits of words[0, count), in the column domain of prime k.
+  void load(unsigned k, double* plane, const Word* words, std::size_t count);
+  /// Column domain to spectrum.
+  void forward_rows(unsigned k, double* plane);
+  /// a = a * a.
+  void square(unsigned k, double* a) { product_rows(k, a, a, false); }
+  /// a = a * b, both in the column domain; b is lost.
+  void multiply(unsigned k, double* a, double* b) { product_rows(k, a, b, true); }
+  /// a = a * b, b being a spectrum that is kept.
+  void multiply_by_spectrum(unsigned k, double* a, const double* b) {
+    product_rows(k, a, const_cast<double*>(b), false);
+  }
+  /// out[0, count) = the digits of the product whose residues are in planes[0, primes), column
+  /// domain. The value must be below 2^(32 count). The planes may be overwritten.
+  void store(Word* out, std::size_t count, double* const* planes);
+
+ private:
+  /// Tables of one prime and one direction; null where the plan has a single row.
+  struct Tables {
+    Tree* trees;        ///< for each odd part
+    double* roots;      ///< in node order, for trees[0]
+    double* scaled;     ///< for trees[1 ..]
+    double* row_power;  ///< powers of the root of order points(), one for each row
+  };
+  /// Buffers of one task.
+  struct Slot {
+    Tree* row_tree;     ///< for both directions
+    double* scaled[2];  ///< what they point to
+    double* strips;     ///< a strip, rows() * width, for each prime
+    Carry* carries;     ///< one for each row
+  };
+  static void take(Carver& memory, const Plan& plan, unsigned slots, Tables (*tables)[2],
+                   Slot* slot);
+  const Field& field(unsigned k) const { return fields_.field[k]; }
+  void build_tables(unsigned k, Direction direction);
+  Columns columns(unsigned k, Direction direction) const;
+  /// The tree of a row: the shared one, or one made for it in `slot`.
+  const Tree* row_tree(unsigned k, Direction direction, std::size_t row, const Slot& slot) const;
+  void product_rows(unsigned k, double* a, double* b, bool transform_b);
+  void load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
+                  std::size_t column, double* strip) const;
+  void store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
+                   const Slot& slot) const;
+  /// Digits [digit, digit + n) of the result, as far as out[0, count) reaches.
+  void store_digits(Word* out, std::size_t count, std::size_t digit, const double* const* r,
+                    std::size_t n, Carry* carry) const;
+  /// Runs body(first, last, slot) over one range of [0, count) for each slot.
+  template <typename Body>
+  void split(std::size_t count, const Body& body);
+
+  Context& context_;
+  const Kernels& kernels_;
+  const Fields& fields_;
+  const Plan plan_;
+  const unsigned slots_;
+  Tables tables_[kMaxPrimes][2];
+  Slot slot_[kMaxSlots];
+};
+
+}  // namespace nmp::hybrid

@@ -1,0 +1,16 @@
+// The two ways into a Custom Compute job.
+#pragma once
+
+#include "foundation/build_profile.h"
+#include "foundation/command_line.h"
+
+namespace numforge {
+
+/// Runs the job that the rest of the line describes: NAME[:ARG] OPTION:VALUE ... With nothing left
+/// on the line the menu opens instead. Throws what refuses or ends the job.
+void run_custom_action(nmp::CommandLine& line, const nmp::BuildProfile& profile);
+
+/// The Custom Compute menu, until the user leaves it. Prints the failures of its own rounds.
+void custom_compute_menu(const nmp::BuildProfile& profile);
+
+}  // namespace numforge

@@ -1,0 +1,127 @@
+#include "compute/job.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "compute/digit_counts.h"
+#include "compute/writable_folder.h"
+#include "constants/catalogue.h"
+#include "foundation/exceptions.h"
+#include "foundation/process_settings.h"
+#include "memory/allocator_names.h"
+#include "parallel/context.h"
+#include "platform/processor.h"
+
+namespace numforge {
+namespace {
+
+[[noreturn]] void refuse(const char* function, const std::string& message) {
+  throw nmp::InvalidParametersException(function, message);
+}
+
+std::uint64_t at_least_zero(std::int64_t value) {
+  return value < 0 ? 0 : static_cast<std::uint64_t>(value);
+}
+
+bool too_few_to_compress(std::uint64_t digits) {
+  return digits != 0 && digits < kMinimumDigitsPerFile;
+}
+
+}  // namespace
+
+Job make_job(std::string_view constant, std::string_view argument,
+             const nmp::BuildProfile& profile) {
+  const ConstantCatalogueEntry& entry = constant_by_key(constant);
+  Job job;
+  job.profile = &profile;
+  job.constant = entry.key;
+  job.argument = parse_argument(entry, argument);
+  job.algorithm = algorithm_menu(entry).algorithms.front().key;
+  job.task_decomposition =
+      std::min(kMaximumTaskDecomposition, std::bit_ceil(nmp::platform::logical_processors()));
+  job.swap_memory = std::min(profile.ram_only_limit, profile.swap_memory_cap);
+  set_decimal_digits(job, kDefaultDecimalDigits);
+  return job;
+}
+
+void set_decimal_digits(Job& job, std::int64_t digits) {
+  job.decimal_digits = at_least_zero(digits);
+  job.hex_digits = hex_digits_of(job.decimal_digits);
+}
+
+void set_hex_digits(Job& job, std::int64_t digits) {
+  job.hex_digits = at_least_zero(digits);
+  job.decimal_digits = decimal_digits_of(job.hex_digits);
+}
+
+void set_algorithm(Job& job, std::string_view key) {
+  job.algorithm = algorithm_by_key(constant_by_key(job.constant), key).key;
+}
+
+void set_output_path(Job& job, std::string path) {
+  if (!make_writable(path)) refuse("set_output_path()", "Path is not writable.");
+  job.output_path = std::move(path);
+}
+
+void set_digits_per_file(Job& job, std::int64_t digits) {
+  job.digits_per_file = digits < 0 ? kOneFile : static_cast<std::uint64_t>(digits);
+  if (too_few_to_compress(job.digits_per_file)) nmp::print_warning("Too few digits for file.");
+}
+
+void set_mode(Job& job, std::string_view name) {
+  if (name == "ram") {
+    job.mode = Mode::Ram;
+  } else if (name == "swap") {
+    job.mode = Mode::Swap;
+  } else {
+    refuse("set_mode()", "Invalid Command: " + std::string(name));
+  }
+}
+
+void set_allocator(Job& job, std::string description) {
+  job.allocator = nmp::allocator_by_name(description).key;
+}
+
+void set_framework(Job& job, std::string description) {
+  (void)nmp::parallel::make_context(description);
+  job.framework = std::move(description);
+}
+
+void set_task_decomposition(Job& job, std::int64_t tasks) {
+  if (tasks < 1 || tasks > std::int64_t{kMaximumTaskDecomposition})
+    refuse("set_task_decomposition()", "Task decomposition must be between 1 and 65536.");
+  job.task_decomposition = static_cast<std::uint32_t>(tasks);
+}
+
+void set_swap_memory(Job& job, std::int64_t bytes) {
+  job.swap_memory = std::min(at_least_zero(bytes), job.profile->swap_memory_cap);
+}
+
+void set_minimum_io(Job& job, std::int64_t bytes) {
+  job.minimum_io = static_cast<std::uint64_t>(
+      std::clamp<std::int64_t>(bytes, 4096, std::numeric_limits<std::int32_t>::max()));
+}
+
+void settle_output_format(Job& job) {
+  if (!job.output_enable || job.digits_per_file == 0) return;
+  if (!too_few_to_compress(job.decimal_digits) && !too_few_to_compress(job.hex_digits)) return;
+  nmp::print_warning("Digits per file below minimum: Disabling compression.");
+  job.digits_per_file = 0;
+}
+
+void validate(const Job& job) {
+  constexpr const char* kHere = "validate()";
+  const ConstantCatalogueEntry& constant = constant_by_key(job.constant);
+  if (!is_available(job.constant)) refuse(kHere, unavailable_text(constant));
+  algorithm_by_key(constant, job.algorithm);
+  if (job.decimal_digits == 0 && job.hex_digits == 0)
+    refuse(kHere, "The number of digits to compute must be at least 1.");
+  if (job.mode == Mode::Swap)
+    refuse(kHere, "Swap Mode cannot run in this version yet. Please use -mode:ram.");
+  if (!job.output_enable) return;
+  if (job.digits_per_file != 0)
+    refuse(kHere, "Compressed digit files cannot be written by this version yet. Please use -C:0.");
+  if (!make_writable(job.output_path)) refuse(kHere, "Path is not writable.");
+}
+
+}  // namespace numforge

@@ -1,0 +1,236 @@
+#include "compute/job_runner.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include "arith/big_float.h"
+#include "arith/kernels/kernel_set.h"
+#include "arith/multiply/algorithm_table.h"
+#include "compute/precision.h"
+#include "compute/report.h"
+#include "compute/status_display.h"
+#include "constants/catalogue.h"
+#include "constants/formula.h"
+#include "digits/file_names.h"
+#include "digits/float_writer.h"
+#include "digits/read_check.h"
+#include "digits/text_writer.h"
+#include "foundation/console.h"
+#include "foundation/exceptions.h"
+#include "foundation/format.h"
+#include "memory/page_block.h"
+#include "parallel/context.h"
+#include "platform/process.h"
+#include "platform/processor.h"
+
+namespace numforge {
+namespace {
+
+using nmp::AlignedBufferC;
+using nmp::Word;
+
+/// A job needs at least this many times the memory of its result: refuses the absurd before sizes
+/// are computed that would not fit the target's counters.
+constexpr std::uint64_t kLeastExpansion = 8;
+
+/// The parts of a job that follow from its record.
+class Run {
+ public:
+  explicit Run(const Job& job)
+      : job_(job),
+        precision_(words_for_digits(job.decimal_digits, job.hex_digits)),
+        formula_(Formulas::make_formula(job.constant, static_cast<std::int64_t>(job.argument),
+                                        job.algorithm)),
+        framework_(nmp::parallel::make_context(job.framework)),
+        context_{*framework_, table_, formula_->longest_product(precision_)} {
+    for (const nmp::TuningLine& line : job.profile->tuning) {
+      const nmp::TuningEntry entry{line.id, line.threshold};
+      table_.load({&entry, 1});
+    }
+    require_memory(kLeastExpansion * precision_ * sizeof(Word));
+  }
+
+  std::uint64_t block_bytes() {
+    const std::uint64_t number =
+        nmp::carved_bytes<Word>(formula_->result_words(context_, precision_));
+    std::uint64_t scratch = formula_->scratch_bytes(context_, precision_);
+    for (const unsigned radix : {10u, 16u})
+      scratch = std::max<std::uint64_t>(
+          scratch, nmp::FloatWriterB::scratch_bytes(context_, digits(radix), radix));
+    return number + scratch;
+  }
+  /// Refuses what the program may not or the machine cannot take.
+  void require_memory(std::uint64_t bytes) const;
+  void execute();
+
+ private:
+  std::uint64_t digits(unsigned radix) const {
+    return radix == 10 ? job_.decimal_digits : job_.hex_digits;
+  }
+  std::string stem(unsigned radix) const;
+  RadixReport produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
+                      AlignedBufferC scratch);
+  void write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& report,
+                    StatusDisplay& status, AlignedBufferC scratch);
+  void announce(std::uint64_t memory) const;
+  JobReport describe(std::uint64_t memory_needed) const;
+
+  const Job& job_;
+  std::size_t precision_;
+  std::unique_ptr<Formulas::Formula> formula_;
+  std::unique_ptr<nmp::parallel::Context> framework_;
+  nmp::AlgorithmTable table_;
+  nmp::Context context_;
+};
+
+const ConstantCatalogueEntry& constant_of(const Job& job) { return constant_by_key(job.constant); }
+
+std::string constant_name(const Job& job) { return result_name(constant_of(job), job.argument); }
+
+std::string algorithm_file_text(const Job& job) {
+  return file_name_text(algorithm_by_key(constant_of(job), job.algorithm));
+}
+
+std::string local_time() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::array<char, 32> text{};
+  const std::size_t length =
+      std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", std::localtime(&now));
+  return {text.data(), length};
+}
+
+void Run::require_memory(std::uint64_t bytes) const {
+  if (bytes > job_.profile->ram_only_limit)
+    throw nmp::InvalidParametersException(
+        "require_memory()", "64-bit is required to use more than 2GB of memory.");
+  const std::uint64_t machine = nmp::platform::physical_memory();
+  if (machine != 0 && bytes > machine)
+    throw nmp::InvalidParametersException(
+        "require_memory()", "This computation needs " + nmp::byte_size(bytes) +
+                                " of memory. This machine has " + nmp::byte_size(machine) + ".");
+}
+
+std::string Run::stem(unsigned radix) const {
+  return nmp::digit_file_stem(job_.output_path, constant_name(job_), radix,
+                              algorithm_file_text(job_));
+}
+
+void Run::announce(std::uint64_t memory) const {
+  const auto row = [](const char* label, const std::string& value) {
+    nmp::console::print('w', label);
+    nmp::console::print_line('G', value);
+  };
+  nmp::console::print_line();
+  row("  Constant:            ", constant_name(job_));
+  row("  Algorithm:           ",
+      long_name(constant_of(job_), algorithm_by_key(constant_of(job_), job_.algorithm),
+                job_.argument));
+  row("  Decimal Digits:      ", nmp::with_commas(job_.decimal_digits));
+  row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
+  row("  Computation Mode:    ", "Ram Only");
+  row("  Multi-Threading:     ", framework_->description());
+  row("  Memory Needed:       ", nmp::exact_byte_size(memory));
+  nmp::console::print_line();
+}
+
+JobReport Run::describe(std::uint64_t memory_needed) const {
+  JobReport report;
+  report.program = nmp::program_title(*job_.profile);
+  report.constant = constant_name(job_);
+  report.algorithm = algorithm_by_key(constant_of(job_), job_.algorithm).short_name;
+  report.decimal_digits = job_.decimal_digits;
+  report.hex_digits = job_.hex_digits;
+  report.framework = framework_->description();
+  report.threads = framework_->threads();
+  report.processor = nmp::platform::processor_name();
+  report.kernels = nmp::kernels().name;
+  report.started = local_time();
+  report.memory_needed = memory_needed;
+  if (job_.output_enable)
+    report.file = nmp::with_separator(job_.output_path) + constant_name(job_) + " - Report - " +
+                  algorithm_file_text(job_) + ".txt";
+  return report;
+}
+
+void Run::execute() {
+  const std::uint64_t block_size = block_bytes();
+  // The program itself is in memory too; what it holds now it holds throughout.
+  const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
+  require_memory(needed);
+  announce(needed);
+  JobReport report = describe(needed);
+
+  StatusDisplay status;
+  const nmp::PageBlock block(static_cast<std::size_t>(block_size));
+  AlignedBufferC scratch = block.buffer();
+  const std::size_t words = formula_->result_words(context_, precision_);
+  nmp::BigFloat number(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
+  formula_->compute(context_, number, precision_, status, scratch);
+  for (const unsigned radix : {16u, 10u})
+    if (digits(radix) != 0) report.radixes.push_back(produce(radix, number, status, scratch));
+  status.finish();
+
+  report.stages = status.stages();
+  report.total_seconds = status.total_seconds();
+  report.memory_used = nmp::platform::peak_memory();
+  if (!report.file.empty()) write_report(report);
+  print_report(report);
+}
+
+RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
+                         AlignedBufferC scratch) {
+  RadixReport report;
+  report.digits = digits(radix);
+  status.stage(radix == 10 ? "Radix Conversion" : "Output");
+  nmp::FloatWriterB writer(number, precision_, report.digits, radix);
+  writer.convert(context_, &status, scratch);
+  if (radix == 10) status.stage("Conversion Check");
+  writer.verify(context_, &status, scratch);
+  status.stage("Output");
+  write_digits(writer, radix, report, status, scratch);
+  writer.verify_binary_words(&status);
+  return report;
+}
+
+void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& report,
+                       StatusDisplay& status, AlignedBufferC scratch) {
+  nmp::HashedDigits record(radix);
+  nmp::LastDigits last;
+  last.set(radix);
+  if (job_.output_enable) {
+    report.file = stem(radix) + ".txt";
+    nmp::BasicTextWriter file(report.file, writer.first_digits(), radix, report.digits);
+    writer.write(context_, &status, &file, record, last, scratch);
+    file.close();
+  } else {
+    writer.write(context_, &status, nullptr, record, last, scratch);
+  }
+  report.last_digits_label = last.label();
+  report.last_digits = last.text();
+  report.hash = record.hash();
+  if (!job_.output_enable || !job_.verify) return;
+  status.stage("Output Check");
+  nmp::read_check(report.file, record, &status);
+  report.verified = true;
+}
+
+}  // namespace
+
+std::uint64_t memory_needs(const Job& job) {
+  Run run(job);
+  const std::uint64_t bytes = run.block_bytes();
+  run.require_memory(bytes);
+  return bytes;
+}
+
+void run_job(Job job) {
+  settle_output_format(job);
+  validate(job);
+  Run(job).execute();
+}
+
+}  // namespace numforge

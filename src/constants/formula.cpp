@@ -1,0 +1,36 @@
+#include "constants/formula.h"
+
+#include <string>
+
+#include "arith/newton.h"
+#include "constants/e_taylor.h"
+#include "constants/pi_series.h"
+#include "constants/square_roots.h"
+#include "foundation/exceptions.h"
+
+namespace numforge::Formulas {
+
+std::size_t Formula::result_words(nmp::Context&, std::size_t p) const {
+  return nmp::newton_result_words(p);
+}
+
+std::size_t Formula::longest_product(std::size_t) const { return static_cast<std::size_t>(-1); }
+
+std::unique_ptr<Formula> make_formula(std::string_view constant, std::int64_t argument,
+                                      std::string_view algorithm) {
+  if (constant == "sqrt")
+    return std::make_unique<Sqrt_Newton_BigFloatR>(static_cast<nmp::Word>(argument));
+  if (constant == "goldenratio") return std::make_unique<GoldenRatio_Newton_BigFloatR>(1);
+  if (constant == "e")
+    return std::make_unique<e_Taylor_BigFloatR>(/*alternating=*/algorithm == "exp(-1)", 1);
+  if (constant == "pi") {
+    const bool reduced = algorithm.ends_with("-reduced");
+    if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
+    if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
+  }
+  throw nmp::InvalidParametersException(
+      "make_formula()", "This version cannot compute \"" + std::string(constant) + "\" by \"" +
+                            std::string(algorithm) + "\" yet.");
+}
+
+}  // namespace numforge::Formulas

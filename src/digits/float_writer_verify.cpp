@@ -1,0 +1,118 @@
+// The proof of a decimal conversion.
+//
+// With X the fraction's w words as an integer and N digits, 10^N X = I 2^(32 w) + rest. Taking out
+// 2^N leaves 5^N X = I 2^b + t with b = 32 w - N and t < 2^b, so that
+//     B = hash(I) = (5^N hash(X) - hash(t)) / 2^b  modulo 2^61 - 1
+// and t, the low b bits of the product, is all that has to be multiplied out: 30 % of the product's
+// words never enter. The conversion cuts X to the same words, so its digits give I or I - 1.
+
+#include <algorithm>
+#include <string>
+
+#include "arith/hash61.h"
+#include "arith/multiply/algorithm_table.h"
+#include "digits/float_writer.h"
+#include "digits/float_writer_scratch.h"
+#include "digits/radix_power.h"
+#include "digits/step_trail.h"
+#include "foundation/console.h"
+#include "foundation/exceptions.h"
+
+namespace nmp {
+namespace {
+
+constexpr const char* kVerify = "FloatWriterB::verify()";
+
+/// The sizes in the comment above.
+struct ProductShape {
+  explicit ProductShape(std::uint64_t digits) {
+    const CBRv2::Split split(digits);
+    fraction_words = split.words(split.levels);
+    rest_bits = std::uint64_t{fraction_words} * kWordBits - digits;
+    rest_words = static_cast<std::size_t>((rest_bits + kWordBits - 1) / kWordBits);
+    power_room = CBRv2::power_of_5_room(digits);
+  }
+  std::size_t fraction_words, rest_words, power_room;
+  std::uint64_t rest_bits;
+};
+
+/// 2^-bits modulo 2^61 - 1.
+std::uint64_t inverse_power_of_2(std::uint64_t bits) {
+  return hash61::fold(std::uint64_t{1} << (61 - bits % 61));
+}
+
+}  // namespace
+
+std::size_t float_writer_verify_scratch(const Context& context, std::uint64_t digits) {
+  const ProductShape shape(digits);
+  const std::size_t product = shape.rest_words + shape.power_room;
+  return carved_bytes<Word>(shape.power_room) +
+         std::max(CBRv2::power_of_5_scratch(context, digits),
+                  carved_bytes<Word>(product) + multiply_scratch(context, product));
+}
+
+/// R.
+std::uint64_t FloatWriterB::hash_of_blocks(const Word* blocks) const {
+  const std::uint64_t full = digits_ / CBRv2::kBlockDigits;
+  std::uint64_t hash = 0;
+  for (std::uint64_t i = 0; i < full; ++i)
+    hash = hash61::fold(hash61::multiply(hash, CBRv2::kBlockRadix) + blocks[i]);
+  const unsigned rest = static_cast<unsigned>(digits_ % CBRv2::kBlockDigits);
+  if (rest == 0) return hash;
+  Word last = blocks[full];
+  for (unsigned i = rest; i < CBRv2::kBlockDigits; ++i) last /= 10;
+  return hash61::fold(hash61::multiply(hash, hash61::power(10, rest)) + last);
+}
+
+/// B.
+std::uint64_t FloatWriterB::hash_of_product(Context& context, Progress* progress,
+                                            AlignedBufferC scratch) const {
+  const ProductShape shape(digits_);
+  StepTrail trail(progress, "Powering...");
+  Word* power = scratch.carve<Word>(shape.power_room);
+  const std::size_t power_length = CBRv2::power_of_5(context, digits_, power, scratch);
+  trail.replace("Hashing Power...");
+  CBRv2::CheckS(5, digits_, power, power_length);
+
+  // Words of X below the number's last one are zeros and stay out of the product.
+  trail.replace("Hashing Binary...");
+  const std::int64_t bottom = -static_cast<std::int64_t>(shape.fraction_words);
+  const std::int64_t lowest = std::clamp<std::int64_t>(number_.exp, bottom, 0);
+  const Word* x = number_.T + (lowest - number_.exp);
+  const std::size_t zeros = static_cast<std::size_t>(lowest - bottom);
+  const std::uint64_t weight = hash61::word_weight(static_cast<std::int64_t>(zeros));
+  const std::uint64_t x_hash = hash61::of_words(x, shape.fraction_words - zeros);
+  const std::uint64_t total =
+      hash61::multiply(hash61::multiply(x_hash, weight), hash61::power(5, digits_));
+
+  trail.replace("Multiplying...");
+  std::uint64_t rest_hash = 0;
+  if (zeros < shape.rest_words) {
+    const std::size_t rest = shape.rest_words - zeros;
+    Word* product = scratch.carve<Word>(rest + power_length);
+    multiply(context, product, x, rest, power, power_length, scratch);
+    const unsigned top_bits = shape.rest_bits % kWordBits;
+    if (top_bits != 0) product[rest - 1] &= (Word{1} << top_bits) - 1;
+    rest_hash = hash61::multiply(hash61::of_words(product, rest), weight);
+  }
+  return hash61::multiply(hash61::subtract(total, rest_hash), inverse_power_of_2(shape.rest_bits));
+}
+
+void FloatWriterB::verify(Context& context, Progress* progress, AlignedBufferC scratch) {
+  if (digits_ > kMaxDigits)
+    throw LimitExceededException(kVerify, "Too many digits.", digits_, kMaxDigits);
+  if (radix_ == 16 || digits_ == 0) return;
+  if (progress != nullptr) progress->step("Verifying Base Conversion");
+  const Word* blocks = scratch.carve<Word>(CBRv2::Split(digits_).storage());
+  const std::uint64_t r = hash_of_blocks(blocks);
+  const std::uint64_t b = hash_of_product(context, progress, scratch);
+  const std::uint64_t difference = hash61::subtract(r, b);
+  if (difference <= 1 || difference == hash61::kPrime - 1) {
+    verified_hash_ = r;
+    return;
+  }
+  console::print_line('R', "\nR = " + std::to_string(r) + "\nB = " + std::to_string(b));
+  throw AlgorithmFailedException(kVerify, "Base Conversion Failed: Checksum Mismatch");
+}
+
+}  // namespace nmp

@@ -1,0 +1,311 @@
+#include "series/common_p2b3.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+#include "arith/hash61.h"
+#include "arith/multiply/algorithm_table.h"
+#include "foundation/console.h"
+#include "foundation/exceptions.h"
+#include "foundation/format.h"
+
+namespace nmp::BinarySplitting::CommonP2B3 {
+namespace {
+
+constexpr std::uint64_t kTermsFloor = 100;
+constexpr std::uint64_t kTermsPerPoll = 1 << 20;
+constexpr std::size_t kPlanWarning = 10000;
+/// Room above a finished sum for its coefficients, and for a P far smaller than Q.
+constexpr std::size_t kFinishWords = 16;
+
+/// Ranges below a small share of the series neither report progress nor poll for interruption.
+bool is_reported(std::uint64_t range, std::uint64_t all) { return range >= 256 && range >= all / 4096; }
+
+std::uint64_t magnitude(std::int64_t x) {
+  return x < 0 ? 0 - static_cast<std::uint64_t>(x) : static_cast<std::uint64_t>(x);
+}
+
+ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
+  return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
+}
+
+/// target = a * b, cut to `kept` words. `product` is room for the whole.
+void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, const ExactFloat& b,
+                   std::size_t kept, ExactFloat& product, AlignedBufferC scratch) {
+  product.set_mul(context, a, b, scratch);
+  product.truncate(kept);
+  target.set_ExactFloat(product);
+}
+
+/// x *= by, in place.
+void multiply_by(Context& context, ExactFloat& x, std::uint64_t by, AlignedBufferC scratch) {
+  if (by <= 0xFFFFFFFFu) return x.mul_uW(static_cast<Word>(by));
+  std::array<Word, 2> storage{};
+  BasicInt integer(storage.data(), 2);
+  integer.set_u64(by);
+  std::array<Word, 2> copy{};
+  ExactFloat factor(copy.data(), 2);
+  factor.set_BasicInt(integer, true);
+  ExactFloat product = carve_number(scratch, x.L + std::size_t{2});
+  product.set_mul(context, x, factor, scratch);
+  x.set_ExactFloat(product);
+}
+
+/// Turns a finished product into the result that has lent it its buffer.
+void adopt(BigFloat& result, const ExactFloat& x, std::size_t target) {
+  result.T = x.T;
+  result.L = x.L;
+  result.exp = x.exp;
+  result.sign = x.sign;
+  result.truncate(target + kExtraPrecision);
+}
+
+/// The residue must be right both as the operations carried it and in the words themselves.
+void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
+  const std::uint64_t actual = x.computed_hash();
+  if (x.hash == expected && actual == expected) return;
+  console::print_line('R', "Modular Redundancy Check Failed");
+  throw BSRModularCheckFailedException("BinarySplitting::CommonP2B3::PSR_BlockS::run()", expected,
+                                       actual, {range.P.hash, range.Q.hash, range.R.hash});
+}
+
+}  // namespace
+
+Range carve_range(AlignedBufferC& scratch, const Sizing::Words& words) {
+  Range range;
+  range.P = carve_number(scratch, words.P);
+  range.Q = carve_number(scratch, words.Q);
+  range.R = carve_number(scratch, words.R);
+  return range;
+}
+
+void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+           AlignedBufferC scratch) {
+  const std::size_t longest =
+      std::max({left.P.L + right.Q.L, left.R.L + right.P.L, left.Q.L + right.Q.L,
+                needs_R ? left.R.L + right.R.L : 0u});
+  ExactFloat product = carve_number(scratch, longest);
+
+  multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
+  // The second summand is the smaller one; its words below the first one's are not wanted where
+  // the first one was truncated.
+  ExactFloat r = left.R, p = right.P;
+  if (left.P.L >= kept && !left.P.is_zero()) {
+    const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
+    r.truncate(static_cast<std::size_t>(wanted));
+    p.truncate(static_cast<std::size_t>(wanted));
+  }
+  product.set_mul(context, r, p, scratch);
+  if (left.P.L >= kept) product.truncate_below(left.P.exp);
+  left.P.add_ip(context, product);
+  left.P.truncate(kept);
+
+  multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
+  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+}
+
+double SeriesRun::work_total() const {
+  const double n = static_cast<double>(series.terms);
+  return n * std::log2(n + 1);
+}
+
+void SeriesRun::report(std::uint64_t terms_done, double levels) {
+  work_done += static_cast<double>(terms_done) * levels;
+  progress.advance(std::min(1.0, work_done / work_total()));
+}
+
+bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
+                         bool needs_R, AlignedBufferC scratch) {
+  if (!run_.sizing.is_end(a, b)) return false;
+  const bool pairs = scratch.bytes() >= run_.sizing.end_bytes(true);
+  if (!pairs && scratch.bytes() < run_.sizing.end_bytes(false)) return false;
+  const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
+  Range next = carve_range(scratch, {step, step, step});
+  Term term;
+  for (std::uint64_t k = a + 1; k <= b;) {
+    const bool two = pairs && k < b;
+    two ? run_.series.end_case_2(k, term) : run_.series.end_case_1(k, term);
+    Range& target = k == a + 1 ? result : next;
+    target.P.set_BasicInt(term.P, term.P_positive);
+    target.Q.set_BasicInt(term.Q, true);
+    target.R.set_BasicInt(term.R, term.R_positive);
+    k += two ? 2 : 1;
+    // Later steps read the running R; only the last may go without.
+    if (&target == &next)
+      merge(context, result, next, needs_R || k <= b, run_.sizing.kept(), scratch);
+  }
+  return true;
+}
+
+void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
+                       bool needs_R, unsigned tds, AlignedBufferC scratch) {
+  static const char* const kName = "BinarySplitting::CommonP2B3::BSR_BlockS::BSR_S()";
+  if (b - a > run_.plan.size) throw InvalidParametersException(kName, "Size exceeded for plan.");
+  if (tds > run_.plan.tds)
+    throw InvalidParametersException(
+        kName, "Attempted to run with a larger tds than the plan supports.");
+  if (BSR_End(context, result, a, b, needs_R, scratch)) return;
+  if (b - a < kTermsFloor && scratch.bytes() < run_.sizing.scratch_bytes(a, b, needs_R))
+    throw LimitExceededException(kName, "Unable to fit even 100 terms in memory.", b - a);
+
+  const std::uint64_t m = run_.series.split(a, b);
+  const bool reported = is_reported(b - a, run_.series.terms);
+  if (reported) {
+    throw_if_interrupted();
+    run_.progress.trail('G', "0");
+  }
+  BSR_S(context, result, a, m, true, tds, scratch);
+  if (reported) {
+    run_.progress.untrail(1);
+    run_.progress.trail('G', "1");
+  }
+  Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
+  BSR_S(context, right, m, b, needs_R, tds, scratch);
+  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  if (reported) {
+    run_.progress.untrail(1);
+    run_.report(b - a, 1);
+    // Halves too small to report themselves are accounted for here, with all their levels.
+    for (const std::uint64_t half : {m - a, b - m})
+      if (!is_reported(half, run_.series.terms))
+        run_.report(half, std::log2(static_cast<double>(half)));
+  }
+}
+
+void PSR_BlockS::run(Context& context, Range& result, const Block& block, bool needs_R,
+                     AlignedBufferC scratch) {
+  BSR_BlockS(run_).BSR_S(context, result, block.a, block.b, needs_R, run_.plan.tds, scratch);
+
+  Residues expected;
+  for (std::uint64_t k = block.a + 1; k <= block.b; ++k) {
+    if (k % kTermsPerPoll == 0) throw_if_interrupted();
+    const Residues t = run_.series.residues(k);
+    expected.P = hash61::add(hash61::multiply(expected.P, t.Q), hash61::multiply(expected.R, t.P));
+    expected.Q = hash61::multiply(expected.Q, t.Q);
+    expected.R = hash61::multiply(expected.R, t.R);
+  }
+  check_residue(result, result.P, expected.P);
+  check_residue(result, result.Q, expected.Q);
+  if (needs_R) check_residue(result, result.R, expected.R);
+}
+
+void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, std::size_t last,
+                           bool needs_R, AlignedBufferC scratch) {
+  const std::vector<Block>& blocks = run_.plan.blocks;
+  if (last - first == 1)
+    return PSR_BlockS(run_).run(context, result, blocks[first], needs_R, scratch);
+  const std::uint64_t a = blocks[first].a, b = blocks[last - 1].b;
+  const std::uint64_t m = run_.series.split(a, b);
+  // The plan was cut by the same rule, so that a block begins at m.
+  const auto cut = std::lower_bound(blocks.begin(), blocks.end(), m,
+                                    [](const Block& block, std::uint64_t at) { return block.a < at; });
+  const std::size_t middle = static_cast<std::size_t>(cut - blocks.begin());
+  run_.progress.trail('G', "0");
+  run(context, result, first, middle, true, scratch);
+  run_.progress.untrail(1);
+  run_.progress.trail('G', "1");
+  Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
+  run(context, right, middle, last, needs_R, scratch);
+  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  run_.progress.untrail(1);
+  run_.report(b - a, 1);
+}
+
+PSR_SeriesS::PSR_SeriesS(Context& context, const Series& series, std::size_t target)
+    : context_(context), series_(series), target_(target), sizing_(context, series, target) {
+  plan_.size = series.terms;
+  build_plan(0, series.terms);
+}
+
+void PSR_SeriesS::build_plan(std::uint64_t a, std::uint64_t b) {
+  if (!sizing_.is_exact(a, b) && !sizing_.is_end(a, b)) {
+    const std::uint64_t m = series_.split(a, b);
+    build_plan(a, m);
+    build_plan(m, b);
+    return;
+  }
+  plan_.blocks.push_back({a, b, series_.range_bits(a, b).Q});
+}
+
+void PSR_SeriesS::announce(Progress& progress) const {
+  char factor[32];
+  std::snprintf(factor, sizeof factor, "%.6g", series_.expansion_factor);
+  progress.note("Series CommonP2B3...  " + with_commas(series_.terms) +
+                " terms  (Expansion Factor = " + factor + ")");
+  const std::size_t blocks = plan_.blocks.size();
+  if (blocks >= kPlanWarning)
+    progress.note("Performance Warning: PSR plan has exceeded 10000 blocks.");
+  if (blocks > kPlanWarning - 1) {
+    progress.note("PSR plan has reached a size of " + std::to_string(blocks));
+    progress.note("It is not recommended to proceed with such a computation.\n");
+    progress.note("If you are seeing this message, it means the series is either too slow or");
+    progress.note("there is something wrong with its convergence behavior.");
+  }
+}
+
+std::size_t PSR_SeriesS::result_words() const {
+  const Sizing::Words words = sizing_.result(0, series_.terms, false);
+  return std::max(words.P, words.Q) + kFinishWords;
+}
+
+std::size_t PSR_SeriesS::scratch_bytes() const {
+  const Sizing::Words words = sizing_.result(0, series_.terms, false);
+  const std::size_t coefficient = carved_bytes<Word>(result_words());
+  const std::size_t finishing = 2 * coefficient + multiply_scratch(context_, result_words());
+  return carved_bytes<Word>(words.R) +
+         std::max(finishing, sizing_.scratch_bytes(0, series_.terms, false));
+}
+
+void PSR_SeriesS::run(BigFloat& numerator, BigFloat& denominator, Progress& progress,
+                      AlignedBufferC scratch) {
+  announce(progress);
+  progress.step("Summing: ");
+  const std::size_t r_words = sizing_.result(0, series_.terms, false).R;
+  Range sum;
+  sum.P = ExactFloat(numerator.buffer, numerator.buffer_size);
+  sum.Q = ExactFloat(denominator.buffer, denominator.buffer_size);
+  sum.R = carve_number(scratch, r_words);
+  SeriesRun run{series_, sizing_, plan_, progress};
+  PSR_SeriesPartsS(run).run(context_, sum, 0, plan_.blocks.size(), false, scratch);
+  finish(sum, numerator, denominator, progress, scratch);
+}
+
+void PSR_SeriesS::finish(Range& sum, BigFloat& numerator, BigFloat& denominator,
+                         Progress& progress, AlignedBufferC scratch) const {
+  const std::uint64_t coefP = magnitude(series_.coefP), coefQ = magnitude(series_.coefQ);
+  ExactFloat& P = sum.P;
+  ExactFloat& Q = sum.Q;
+  ExactFloat q = carve_number(scratch, coefQ == 0 ? 0 : Q.L + kFinishWords);
+  const auto scale = [&](const char* label, ExactFloat& x, std::uint64_t by) {
+    progress.step(label);
+    multiply_by(context_, x, by, scratch);
+  };
+  const auto add_q_to_P = [&] {
+    progress.step("Finalizing: P + Q: ");
+    if (series_.coefQ < 0) q.negate();
+    if (!P.is_zero()) q.truncate_below(P.exp);
+    P.add_ip(context_, q);
+  };
+
+  if (series_.coefP < 0) P.negate();
+  if (coefP == coefQ) {
+    q.set_ExactFloat(Q);
+    add_q_to_P();
+    scale("Finalizing: P * coefP: ", P, coefP);
+    scale("Finalizing: Q * coefD: ", Q, series_.coefD);
+  } else {
+    scale("Finalizing: P * coefP: ", P, coefP);
+    if (coefQ != 0) {
+      q.set_ExactFloat(Q);
+      scale("Finalizing: Q * coefQ: ", q, coefQ);
+    }
+    scale("Finalizing: Q * coefD: ", Q, series_.coefD);
+    if (coefQ != 0) add_q_to_P();
+  }
+  adopt(numerator, P, target_);
+  adopt(denominator, Q, target_);
+}
+
+}  // namespace nmp::BinarySplitting::CommonP2B3

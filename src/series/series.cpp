@@ -1,0 +1,38 @@
+#include "series/series.h"
+
+#include <cmath>
+
+namespace nmp::BinarySplitting {
+namespace {
+
+/// ln Gamma(x), x > 0, by Stirling's series [AS1964, 6.1.41]. std::lgamma writes a global.
+double log_gamma(double x) {
+  double shift = 0;
+  for (; x < 16; x += 1) shift += std::log(x);
+  constexpr double kHalfLn2Pi = 0.91893853320467274178;
+  return (x - 0.5) * std::log(x) - x + kHalfLn2Pi + 1 / (12 * x) - shift;
+}
+
+}  // namespace
+
+double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b) {
+  const double n = static_cast<double>(b - a), last = static_cast<double>(b);
+  if (n <= 64) return n * std::log2(alpha * last + beta);  // cheaper, and hardly larger
+  const double shift = 1 + beta / alpha;
+  const double ln = log_gamma(last + shift) - log_gamma(static_cast<double>(a) + shift);
+  return n * std::log2(alpha) + ln / std::log(2.0) + 1;
+}
+
+std::uint64_t Series::split(std::uint64_t a, std::uint64_t b) const {
+  std::uint64_t m = a + (b - a) / 2;
+  if (b - a <= 4096) return m;
+  // Later terms are longer, so the middle by size lies right of the middle by count.
+  const double half = range_bits(a, b).Q / 2;
+  for (std::uint64_t low = m, high = b - 1; high - low > (b - a) / 256;) {
+    m = low + (high - low) / 2;
+    (range_bits(a, m).Q < half ? low : high) = m;
+  }
+  return m;
+}
+
+}  // namespace nmp::BinarySplitting

@@ -1,0 +1,73 @@
+// What the summation engine needs to know about one series.
+//
+//     S = sum over k = 1..N of  P(k)/Q(k) * product over j < k of R(j)/Q(j)
+//
+// A range (a, b] of terms is three integers: Q = product of Q(k), R = product of R(k) and P with
+// P/Q = the sum over the range. Two adjacent ranges, left 0 and right 1, merge by
+//
+//     P = P0*Q1 + R0*P1        Q = Q0*Q1        R = R0*R1
+//
+// Source: Haible, Papanikolaou: Fast multiprecision evaluation of series of rational numbers
+// [HP1998].
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "arith/basic_int.h"
+
+namespace nmp::BinarySplitting {
+
+/// Upper bounds on the magnitudes of a range's products, in bits.
+struct RangeBits {
+  double P = 0, Q = 0, R = 0;
+};
+
+/// A short range's products as small integers; P and R may be negative.
+class Term {
+ public:
+  Term() : P(words_[0].data(), kWords), Q(words_[1].data(), kWords), R(words_[2].data(), kWords) {}
+  Term(const Term&) = delete;
+  Term& operator=(const Term&) = delete;
+
+  BasicIntR P, Q, R;
+  bool P_positive = true, R_positive = true;
+
+  static constexpr std::uint32_t kWords = 96;
+
+ private:
+  alignas(64) std::array<std::array<Word, kWords>, 3> words_;
+};
+
+/// P, Q and R of one term or one range modulo 2^61 - 1.
+struct Residues {
+  std::uint64_t P = 0, Q = 1, R = 1;
+};
+
+/// One series with its length and the coefficients that finish it:
+/// value = (coefP*P + coefQ*Q) / (coefD*Q).
+class Series {
+ public:
+  virtual ~Series() = default;
+
+  std::uint64_t terms = 0;       ///< N
+  double expansion_factor = 0;   ///< size of the exact Q over the size of the result
+  std::int64_t coefP = 1;
+  std::int64_t coefQ = 0;        ///< zero: the series has no Q term
+  std::uint64_t coefD = 1;
+
+  /// Bounds for the terms a+1..b, a < b. Never below the true sizes.
+  virtual RangeBits range_bits(std::uint64_t a, std::uint64_t b) const = 0;
+  /// Where to cut the range: a < m < b, so that both halves are about equally large.
+  virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
+  /// Term k alone, and terms k and k + 1 together.
+  virtual void end_case_1(std::uint64_t k, Term& term) const = 0;
+  virtual void end_case_2(std::uint64_t k, Term& term) const = 0;
+  /// Term k modulo 2^61 - 1, from its polynomials alone: shares no code with the big numbers.
+  virtual Residues residues(std::uint64_t k) const = 0;
+};
+
+/// log2 of the product of (alpha k + beta) over k = a+1..b; every factor must be positive.
+double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b);
+
+}  // namespace nmp::BinarySplitting

@@ -1,0 +1,86 @@
+#include <algorithm>
+#include <cmath>
+
+#include "arith/multiply/algorithm_table.h"
+#include "series/common_p2b3.h"
+
+namespace nmp::BinarySplitting::CommonP2B3 {
+namespace {
+
+/// End cases cover ranges whose Q has at most so many bits (or two terms).
+constexpr double kEndBits = 2048;
+/// Room that every number of a range has at least, so that end cases are never truncated.
+constexpr std::size_t kLeastWords = 192;
+/// Levels of the recursion that the estimate follows node by node.
+constexpr int kFollowedLevels = 7;
+
+std::size_t words_of(double bits) {
+  return static_cast<std::size_t>(std::ceil(std::max(bits, 0.0) / kWordBits)) + 2;
+}
+
+}  // namespace
+
+std::size_t Sizing::kept() const { return std::max<std::size_t>(target_ + kExtraPrecision, kLeastWords); }
+
+bool Sizing::is_end(std::uint64_t a, std::uint64_t b) const {
+  if (b - a <= 2) return true;
+  return b - a <= 64 && series_.range_bits(a, b).Q <= kEndBits;
+}
+
+bool Sizing::is_exact(std::uint64_t a, std::uint64_t b) const {
+  const RangeBits bits = series_.range_bits(a, b);
+  return words_of(std::max({bits.P, bits.Q, bits.R})) + 2 <= kept();
+}
+
+std::size_t Sizing::end_bytes(bool pairs) const {
+  const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
+  const std::size_t product = kLeastWords + step;
+  return 3 * carved_bytes<Word>(step) + carved_bytes<Word>(product) +
+         multiply_scratch(context_, product);
+}
+
+std::size_t Sizing::Words::bytes() const {
+  return carved_bytes<Word>(P) + carved_bytes<Word>(Q) + carved_bytes<Word>(R);
+}
+
+Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) const {
+  const RangeBits bits = series_.range_bits(a, b);
+  const std::size_t most = kept() + 4;  // a truncated sum, its carry, and nothing else
+  const auto room = [&](double size) {
+    return std::clamp<std::size_t>(words_of(size), std::min(kLeastWords, most), most);
+  };
+  const bool only_left = !needs_R && !is_end(a, b);
+  const double r = only_left ? series_.range_bits(a, series_.split(a, b)).R : bits.R;
+  return {room(bits.P), room(bits.Q), room(r)};
+}
+
+std::size_t Sizing::merge_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
+                                bool needs_R) const {
+  const Words left = result(a, m, true), right = result(m, b, needs_R);
+  const std::size_t product = std::max({left.P + right.Q, left.R + right.P, left.Q + right.Q,
+                                        needs_R ? left.R + right.R : 0});
+  return carved_bytes<Word>(product) + multiply_scratch(context_, product);
+}
+
+std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const {
+  return scratch_bytes(a, b, needs_R, 0);
+}
+
+std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R,
+                                  int depth) const {
+  if (is_end(a, b)) return end_bytes(true);
+  const std::uint64_t m = series_.split(a, b);
+  const std::size_t right = result(m, b, needs_R).bytes();
+  const std::size_t merging = right + merge_bytes(a, m, b, needs_R);
+  if (depth == kFollowedLevels) {
+    // Below, the right halves of all levels together are no longer than the range itself; each
+    // level rounds up three numbers.
+    constexpr std::size_t kLevels = 64;
+    const std::size_t rounding = kLevels * 3 * carved_bytes<Word>(kLeastWords);
+    return std::max(merging, result(a, b, true).bytes()) + rounding;
+  }
+  return std::max({scratch_bytes(a, m, true, depth + 1),
+                   right + scratch_bytes(m, b, needs_R, depth + 1), merging});
+}
+
+}  // namespace nmp::BinarySplitting::CommonP2B3

@@ -1,0 +1,71 @@
+#include "shell/actions.h"
+
+#include "compute/custom_compute.h"
+#include "foundation/exceptions.h"
+#include "foundation/fatal.h"
+#include "shell/missing_tools.h"
+#include "shell/program_text.h"
+
+namespace numforge {
+namespace {
+
+using nmp::BuildProfile;
+using nmp::CommandLine;
+
+void custom(CommandLine& line, const BuildProfile& profile) {
+  line.advance();
+  run_custom_action(line, profile);
+}
+
+void config(CommandLine& line, const BuildProfile&) {
+  line.advance();
+  if (line.at_end())
+    throw nmp::InvalidParametersException("config()", "Please specify a config file.");
+  std::string file = line.raw();
+  if (file.find('.') == std::string::npos) file += ".cfg";
+  throw nmp::InvalidParametersException(
+      "config()", "Configuration files cannot be run by this version yet: " + file);
+}
+
+void about(CommandLine& line, const BuildProfile& profile) {
+  line.advance();
+  if (!line.at_end()) nmp::fatal_exit("Invalid Parameter: " + line.key());
+  print_about(profile);
+}
+
+/// A tool that is not there: on the command line that is a failure.
+template <Tool tool>
+void missing(CommandLine&, const BuildProfile&) {
+  throw nmp::InvalidParametersException("run_action()", missing_tool_text(tool));
+}
+
+constexpr nmp::Option<const BuildProfile> kActions[] = {
+    {"custom", "", "compute a constant: custom NAME[:ARG] OPTION:VALUE ...", custom},
+    {"config", "", "run the job of a configuration file: config FILE (not in this version yet)",
+     config},
+    {"bench", "", "Benchmark Pi (not in this version yet)", missing<Tool::BenchmarkPi>},
+    {"stress", "", "Component Stress Tester (not in this version yet)",
+     missing<Tool::StressTester>},
+    {"benchio", "", "I/O Performance Analysis (not in this version yet)",
+     missing<Tool::IoAnalysis>},
+    {"bbp", "", "BBP Digit Extractor for Pi (not in this version yet)",
+     missing<Tool::BbpExtractor>},
+    {"digitviewer", "", "Digit Viewer (not in this version yet)", missing<Tool::DigitViewer>},
+    {"validate", "", "check a validation file (not in this version yet)",
+     missing<Tool::Validation>},
+    {"slave", "", "work for another instance of this program (not in this version yet)",
+     missing<Tool::Slave>},
+    {"about", "", "about this program", about},
+};
+
+}  // namespace
+
+nmp::OptionTable<const BuildProfile> actions() { return kActions; }
+
+void run_action(CommandLine& line, const BuildProfile& profile) {
+  const nmp::Option<const BuildProfile>* action = nmp::find_option(actions(), line.key());
+  if (action == nullptr) nmp::fatal_exit("Invalid Parameter: " + line.key());
+  action->apply(line, profile);
+}
+
+}  // namespace numforge

@@ -1,0 +1,26 @@
+// numforge-x64: for jobs past the limits of 32-bit programs.
+#include <limits>
+
+#include "shell/profile.h"
+
+namespace numforge {
+namespace {
+
+// The first threshold is to be measured on 64-bit processors.
+constexpr nmp::TuningLine kTuning[] = {
+    {"BKT", 6400},
+    {"HNT", std::uint64_t{1} << 38},
+    {"N64", std::uint64_t{0x38000000} << 32},
+};
+
+}  // namespace
+
+const nmp::BuildProfile kProfile = {
+    .tag = "01-x64",
+    .label = "x64",
+    .ram_only_limit = std::numeric_limits<std::uint64_t>::max(),
+    .swap_memory_cap = std::numeric_limits<std::uint64_t>::max(),
+    .tuning = kTuning,
+};
+
+}  // namespace numforge

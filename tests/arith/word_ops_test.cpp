@@ -1,0 +1,169 @@
+// Each loop against the slow reference, on arrays of exactly the right size and in place.
+#include "arith/word_ops.h"
+
+#include <gtest/gtest.h>
+
+#include "support/random.h"
+#include "support/reference.h"
+
+namespace nmp {
+namespace {
+
+using test::Natural;
+using Words = std::vector<Word>;
+
+constexpr Word kOnes = ~Word{0};
+
+class WordOps : public ::testing::Test {
+ protected:
+  /// n words, n = 0 included, the top one of any value.
+  Words array(std::size_t n) {
+    Words a = rng_.words(n + 1);
+    a.pop_back();
+    return a;
+  }
+  std::size_t length() { return rng_.size(80) - 1; }
+  Word factor() { return rng_.below(4) == 0 ? kOnes : array(1)[0]; }
+  static Natural natural(const Words& a, DoubleWord top = 0) {
+    Words all = a;
+    all.push_back(static_cast<Word>(top));
+    all.push_back(static_cast<Word>(top >> 32));
+    return test::stripped(all);
+  }
+
+  test::Rng rng_ = test::Rng::from_environment();
+  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
+};
+
+TEST_F(WordOps, AddAndSubtract) {
+  for (std::size_t rep = 0; rep < test::reps(3000); ++rep) {
+    const std::size_t n = length();
+    const Words a = array(n), b = array(n);
+    const Word w = factor();
+    Words sum(n), in_place = b;
+    const Word carry = words::add_n(sum.data(), a.data(), b.data(), n);
+    ASSERT_EQ(natural(sum, carry), test::add(natural(a), natural(b)));
+    ASSERT_EQ(words::add_n(in_place.data(), a.data(), in_place.data(), n), carry);
+    ASSERT_EQ(in_place, sum);
+    ASSERT_EQ(words::sub_n(in_place.data(), sum.data(), b.data(), n), carry);
+    ASSERT_EQ(in_place, a);
+
+    const Word carry_1 = words::add_1(sum.data(), a.data(), n, w);
+    ASSERT_EQ(natural(sum, carry_1), test::add(natural(a), natural({w})));
+    ASSERT_EQ(words::sub_1(sum.data(), sum.data(), n, w), carry_1);
+    ASSERT_EQ(sum, a);
+    words::complement(sum.data(), a.data(), n);
+    ASSERT_EQ(words::add_n(sum.data(), sum.data(), a.data(), n), 0u);
+    ASSERT_TRUE(words::all_equal(sum.data(), n, kOnes));
+  }
+}
+
+TEST_F(WordOps, CarriesCrossEverything) {
+  for (std::size_t n = 1; n < 70; ++n) {
+    const Words ones(n, kOnes), zeros(n, 0);
+    Words one(n, 0), c(n);
+    one[0] = 1;
+    EXPECT_EQ(words::add_n(c.data(), ones.data(), one.data(), n), 1u);
+    EXPECT_EQ(c, zeros);
+    EXPECT_EQ(words::sub_n(c.data(), zeros.data(), one.data(), n), 1u);
+    EXPECT_EQ(c, ones);
+    EXPECT_EQ(words::increment(c.data(), n), 1u);
+    EXPECT_EQ(c, zeros);
+    EXPECT_EQ(words::decrement(c.data(), n), 1u);
+    EXPECT_EQ(c, ones);
+    EXPECT_EQ(words::add_1(c.data(), ones.data(), n, 1), 1u);
+    EXPECT_EQ(c, zeros);
+  }
+}
+
+TEST_F(WordOps, Products) {
+  for (std::size_t rep = 0; rep < test::reps(3000); ++rep) {
+    const std::size_t n = length();
+    const Words a = array(n), b = array(n);
+    const Word w = factor();
+    const DoubleWord x = DoubleWord{factor()} << 32 | w;
+    const Natural by_word = test::multiply(natural(a), natural({w}));
+    const Natural by_two = test::multiply(natural(a), natural({}, x));
+    Words c = a;
+    Word top = words::mul_1(c.data(), c.data(), n, w);
+    ASSERT_EQ(natural(c, top), by_word);
+    c = a;
+    const DoubleWord top_2 = words::mul_2(c.data(), c.data(), n, x);
+    ASSERT_EQ(natural(c, top_2), by_two);
+
+    c = b;
+    top = words::addmul_1(c.data(), a.data(), n, w);
+    ASSERT_EQ(natural(c, top), test::add(natural(b), by_word));
+    ASSERT_EQ(words::submul_1(c.data(), a.data(), n, w), top);
+    ASSERT_EQ(c, b);
+    const DoubleWord above = words::addmul_2(c.data(), a.data(), n, x);
+    ASSERT_EQ(natural(c, above), test::add(natural(b), by_two));
+
+    const Words longer = array(n + 1), shorter = array(1 + rng_.below(n + 1));
+    Words product(longer.size() + shorter.size());
+    words::mul_schoolbook(product.data(), longer.data(), longer.size(), shorter.data(),
+                          shorter.size());
+    ASSERT_EQ(natural(product), test::multiply(natural(longer), natural(shorter)));
+  }
+}
+
+TEST_F(WordOps, DivisionMultipliesBack) {
+  for (std::size_t rep = 0; rep < test::reps(3000); ++rep) {
+    const std::size_t n = length(), below = length();
+    const Words a = array(n);
+    const Word w = std::max<Word>(1, factor() >> rng_.below(32));
+    const Word start = static_cast<Word>(rng_.below(w));
+    // The quotient with `below` more words, by a continuation and in an array of exact size.
+    Words q(n + below);
+    const Word middle = words::divrem_1(q.data() + below, a.data(), n, w, start);
+    const Word last = words::divrem_1(q.data(), nullptr, below, w, middle);
+    ASSERT_LT(last, w);
+    Words dividend(below, 0);
+    dividend.insert(dividend.end(), a.begin(), a.end());
+    ASSERT_EQ(test::add(test::multiply(natural(q), natural({w})), natural({last})),
+              natural(dividend, start));
+    Words in_place = a;
+    ASSERT_EQ(words::divrem_1(in_place.data(), in_place.data(), n, w, start), middle);
+    ASSERT_TRUE(std::equal(in_place.begin(), in_place.end(), q.begin() + below));
+  }
+}
+
+TEST_F(WordOps, Shifts) {
+  for (std::size_t rep = 0; rep < test::reps(2000); ++rep) {
+    const std::size_t n = length();
+    const auto bits = static_cast<unsigned>(rng_.below(32));
+    const Words a = array(n);
+    Words c = a;
+    const Word out = words::lshift(c.data(), c.data(), n, bits);
+    ASSERT_EQ(natural(c, out), test::multiply(natural(a), natural({Word{1} << bits})));
+    Words d(n);
+    const Word low = words::rshift(d.data(), a.data(), n, bits);
+    if (n == 0) continue;
+    ASSERT_EQ(low, bits == 0 ? 0 : a[0] << (32 - bits));
+    ASSERT_EQ(words::lshift(d.data(), d.data(), n, bits), 0u);
+    d[0] |= bits == 0 ? 0 : low >> (32 - bits);
+    ASSERT_EQ(d, a);
+  }
+}
+
+TEST_F(WordOps, Comparisons) {
+  for (std::size_t rep = 0; rep < test::reps(2000); ++rep) {
+    const std::size_t n = length();
+    const Words a = array(n);
+    Words b = a;
+    if (n != 0 && rng_.below(4) != 0) b[rng_.below(n)] ^= Word{1} << rng_.below(32);
+    const int order = test::compare(natural(a), natural(b));
+    ASSERT_EQ(words::compare(a.data(), b.data(), n), order);
+    // The same numbers with words below one of them.
+    Words longer = array(rng_.below(4));
+    const bool zeros = words::low_zero_words(longer.data(), longer.size()) == longer.size();
+    longer.insert(longer.end(), b.begin(), b.end());
+    const int expected = order != 0 ? order : zeros ? 0 : -1;
+    ASSERT_EQ(words::compare_tops(a.data(), n, longer.data(), longer.size()), expected);
+    ASSERT_EQ(words::compare_tops(longer.data(), longer.size(), a.data(), n), -expected);
+    ASSERT_EQ(words::stripped_length(a.data(), n), natural(a).size());
+  }
+}
+
+}  // namespace
+}  // namespace nmp

@@ -1,0 +1,224 @@
+// What must hold, most general first:
+//   1. the promise of convert_T against the schoolbook method at every size, whatever the operand;
+//   2. digit boundaries at every split, where one half must carry into the other;
+//   3. the same words for any number of threads, with exactly the scratch that was asked for;
+//   4. spoilt words are noticed.
+
+#include "digits/radix_conversion.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "digits/radix_basecase.h"
+#include "digits/radix_oracle.h"
+#include "support/arithmetic.h"
+#include "support/console_io.h"
+#include "support/faults.h"
+#include "support/random.h"
+#include "support/threads.h"
+
+namespace nmp::CBRv2 {
+namespace {
+
+using test::FencedScratch;
+using test::Words;
+
+/// A tree, its powers, and the digits of fractions by them.
+class Tree {
+ public:
+  Tree(Context& context, std::uint64_t digits)
+      : context_(context),
+        split(digits),
+        storage_(PowerTable::storage_bytes(split)),
+        table_scratch_(PowerTable::scratch_bytes(context, split)),
+        rest_(storage_.buffer()),
+        powers(context, split, rest_, table_scratch_.buffer()) {}
+
+  std::size_t words() const { return split.words(split.levels); }
+
+  Words digits(const Words& fraction, std::size_t parts_of_scratch = 1) const {
+    Words node(fraction);
+    node.resize(split.storage());
+    FencedScratch scratch(convert_scratch(context_, split) / parts_of_scratch);
+    convert_T(context_, split, powers, node.data(), nullptr, scratch.buffer());
+    node.resize(split.wanted);
+    return node;
+  }
+
+  /// The promise: the exact digits, or one less where what is left over is almost nothing.
+  void check(const Words& fraction) const {
+    Words rest = fraction;
+    Words expected = test::take_blocks(rest, split.wanted);
+    const Words actual = digits(fraction);
+    if (actual != expected && rest.back() < 3) test::subtract_one(expected);
+    ASSERT_EQ(actual, expected) << split.wanted << " blocks, leaf " << split.leaf;
+  }
+
+ private:
+  Context& context_;
+
+ public:
+  const Split split;
+
+ private:
+  FencedScratch storage_, table_scratch_;
+  AlignedBufferC rest_;
+
+ public:
+  const PowerTable powers;
+};
+
+class RadixConversion : public ::testing::Test {
+ protected:
+  test::Arithmetic arithmetic_;
+  Context& context_ = arithmetic_.context;
+  test::Rng rng_ = test::Rng::from_environment();
+  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
+};
+
+TEST_F(RadixConversion, KeepsItsPromiseAtAnySize) {
+  for (std::size_t i = 0; i < test::reps(150); ++i) {
+    const Tree tree(context_, rng_.size(20000));
+    ASSERT_NO_FATAL_FAILURE(tree.check(rng_.words(tree.words())));
+  }
+  for (std::uint64_t digits : {1, 9, 10, 576, 585, 1152, 1153, 1161, 2304, 2305, 100000}) {
+    const Tree tree(context_, digits);
+    ASSERT_NO_FATAL_FAILURE(tree.check(rng_.words(tree.words())));
+    tree.check(Words(tree.words(), 0));
+    tree.check(Words(tree.words(), ~0u));
+    Words tiny(tree.words(), 0);
+    tiny[0] = 1;
+    tree.check(tiny);
+  }
+}
+
+TEST_F(RadixConversion, LongNumbersOnSeveralThreads) {
+  const Tree short_tree(context_, 400000);
+  short_tree.check(rng_.words(short_tree.words()));
+  // Long enough for products that the threads share above those that each makes for itself.
+  const std::uint64_t digits = 1500000;
+  const Tree tree(context_, digits);
+  const Words fraction = rng_.words(tree.words());
+  test::PlainThreads framework(3);
+  Context several{framework, context_.products};
+  EXPECT_EQ(Tree(several, digits).digits(fraction), tree.digits(fraction));
+}
+
+// numerator / 10^place, cut to the words of the tree, is a hair below the boundary; one unit more
+// is above it. Which half finds out depends on where the boundary lies.
+TEST_F(RadixConversion, CarriesAcrossDigitBoundaries) {
+  const Tree tree(context_, 9 * 1000);
+  ASSERT_GE(tree.split.levels, 3u);
+  const std::size_t leaf = 9 * tree.split.leaf;
+  for (std::size_t place = 0; place <= tree.split.wanted * 9; place += leaf)
+    for (std::size_t at : {place, place + 5}) {
+      if (at == 0 || at > tree.split.wanted * 9) continue;
+      for (std::uint32_t numerator : {1u, 9u}) {
+        Words fraction = test::boundary(tree.words(), numerator, at);
+        ASSERT_NO_FATAL_FAILURE(tree.check(fraction)) << numerator << " at " << at;
+        for (Word& word : fraction)
+          if (++word != 0) break;
+        ASSERT_NO_FATAL_FAILURE(tree.check(fraction)) << numerator << " above " << at;
+      }
+    }
+}
+
+TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
+  const std::uint64_t digits = 60000;
+  const Tree tree(context_, digits);
+  const Words fraction = rng_.words(tree.words());
+  const Words expected = tree.digits(fraction);
+  for (unsigned threads : {2u, 3u, 8u}) {
+    test::PlainThreads framework(threads);
+    Context several{framework, context_.products};
+    EXPECT_EQ(Tree(several, digits).digits(fraction), expected) << threads << " threads";
+  }
+  EXPECT_THROW(tree.digits(fraction, 2), BufferTooSmallException);
+}
+
+TEST_F(RadixConversion, LeavesAgreeWordByWord) {
+  for (std::size_t i = 0; i < test::reps(300); ++i) {
+    const std::size_t blocks = rng_.size(kMaxLeafBlocks);
+    const std::size_t n = Split(blocks * kBlockDigits).words(0) + rng_.below(3);
+    Words a = rng_.words(n);
+    a.resize(std::max(n, blocks));
+    Words b = a, rest(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(n));
+    const Words expected = test::take_blocks(rest, blocks);
+    const Word ra = convert_L(a.data(), n, blocks), rb = convert_L_portable(b.data(), n, blocks);
+    a.resize(blocks);
+    b.resize(blocks);
+    // Both keep the promise; where a leaf stops short of a boundary they may differ.
+    for (const auto& [digits, r] : {std::pair{a, ra}, {b, rb}}) {
+      EXPECT_LE(static_cast<Word>(rest.back() - r), 1u);
+      if (rest.back() < r) continue;
+      ASSERT_EQ(digits, expected) << blocks << " blocks of " << n;
+    }
+  }
+  Words few(10);
+  test::expect_fault<AlgorithmFailedException>("CBRv2::convert_L()", "TL < AL",
+                                               [&] { convert_L(few.data(), 10, 10); });
+}
+
+TEST_F(RadixConversion, NoticesSpoiltWords) {
+  const Tree tree(context_, 9000), other(context_, 9900);
+  Words node = rng_.words(tree.split.storage());
+  FencedScratch scratch(convert_scratch(context_, tree.split));
+  test::expect_fault<AlgorithmFailedException>(
+      "nmp_CBRv2_ci_btrf_build_table()", "Mismatching exponents.", [&] {
+        convert_T(context_, tree.split, other.powers, node.data(), nullptr, scratch.buffer());
+      });
+  Words fraction(tree.words());
+  for (Word& word : fraction) word = static_cast<Word>(rng_.u64());  // no runs that hide a fault
+  for (unsigned level = 1; level <= tree.split.levels; ++level) {
+    Word* word = const_cast<Word*>(tree.powers.for_level(tree.split, level).words);
+    word[3] ^= 1u << 7;
+    try {
+      tree.digits(fraction);
+      ADD_FAILURE() << "nothing noticed at level " << level;
+    } catch (const AlgorithmFailedException& failure) {
+      EXPECT_EQ(failure.message().find("Overlap Mismatch:\n    RL = " + std::to_string(level) +
+                                       "\n    Expected = "),
+                0u)
+          << failure.message();
+    }
+    word[3] ^= 1u << 7;
+  }
+}
+
+TEST(RadixPower, IsCheckedAgainstModularExponentiation) {
+  const Word good[] = {48828125}, bad[] = {48828124};
+  CheckS(5, 11, good, 1);
+  const std::string shown = test::on_console("", [&] {
+    test::expect_fault<AlgorithmFailedException>("CBRv2::CheckS()", "Power Hash Mismatch",
+                                                 [&] { CheckS(5, 11, bad, 1); });
+  });
+  EXPECT_NE(shown.find("Radix Conversion: Power Hash Mismatch\nExpected = 48828125\n"
+                       "Actual   = 48828124"),
+            std::string::npos);
+  test::expect_fault<AlgorithmFailedException>("CBRv2::CheckP()", "Radix is less than 2.",
+                                               [] { CheckP(1, 11); });
+}
+
+TEST(RadixPower, HasTheValueAndTheRoomItPromises) {
+  test::Arithmetic arithmetic;
+  test::Words expected = {1};
+  for (std::uint64_t exponent = 0; exponent < 700; ++exponent) {
+    FencedScratch scratch(power_of_5_scratch(arithmetic.context, exponent));
+    test::FencedScratch room(carved_bytes<Word>(power_of_5_room(exponent)));
+    Word* target = room.buffer().carve<Word>(power_of_5_room(exponent));
+    const std::size_t n = power_of_5(arithmetic.context, exponent, target, scratch.buffer());
+    ASSERT_EQ(test::Words(target, target + n), expected) << exponent;
+    ASSERT_LE(n, words_for_power_of_5(exponent));
+    std::uint64_t carry = 0;
+    for (Word& word : expected) {
+      carry += std::uint64_t{word} * 5;
+      word = static_cast<Word>(carry);
+      carry >>= 32;
+    }
+    if (carry != 0) expected.push_back(static_cast<Word>(carry));
+  }
+}
+
+}  // namespace
+}  // namespace nmp::CBRv2

@@ -1,0 +1,78 @@
+// What arithmetic tests share: a context, scratch of an exact size, numbers from words.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "arith/big_float.h"
+#include "arith/multiply/algorithm_table.h"
+#include "parallel/context.h"
+
+namespace nmp::test {
+
+/// A serial context whose products go to the basecase up to 200 words and to transforms beyond.
+class Arithmetic {
+ public:
+  Arithmetic() : framework_(parallel::make_context("none")), context{*framework_, table_} {
+    static constexpr TuningEntry kList[] = {{"BKT", 6400}, {"HNT", std::uint64_t{1} << 38}};
+    table_.load(kList);
+  }
+
+ private:
+  std::unique_ptr<parallel::Context> framework_;
+  AlgorithmTable table_;
+
+ public:
+  Context context;
+};
+
+/// Scratch of just the promised size, filled with garbage, with a fence behind it that is checked
+/// when the block goes.
+class FencedScratch {
+ public:
+  explicit FencedScratch(std::size_t bytes)
+      : bytes_(aligned_bytes(bytes)), memory_(bytes_ + 2 * kBufferAlignment + kFence, 0xFF) {
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
+    begin_ = memory_.data() + (kBufferAlignment - address % kBufferAlignment);
+    std::memset(begin_ + bytes_, kPattern, kFence);
+  }
+  ~FencedScratch() {
+    EXPECT_TRUE(std::all_of(begin_ + bytes_, begin_ + bytes_ + kFence,
+                            [](unsigned char c) { return c == kPattern; }))
+        << "written beyond " << bytes_ << " bytes of scratch";
+  }
+  AlignedBufferC buffer() const { return AlignedBufferC(begin_, bytes_); }
+
+ private:
+  static constexpr std::size_t kFence = 256;
+  static constexpr unsigned char kPattern = 0xA5;
+  std::size_t bytes_;
+  std::vector<unsigned char> memory_;
+  unsigned char* begin_;
+};
+
+/// A BigFloat with words of its own.
+class OwnedFloat : public BigFloat {
+ public:
+  explicit OwnedFloat(std::size_t words) : storage_(words, 0xDEADBEEF) {
+    *static_cast<BigFloat*>(this) = BigFloat(storage_.data(), static_cast<std::uint32_t>(words));
+  }
+  OwnedFloat(const std::vector<Word>& words, std::int64_t exponent) : storage_(words) {
+    *static_cast<BigFloat*>(this) = BigFloat(storage_.data(), static_cast<std::uint32_t>(words.size()));
+    L = static_cast<std::uint32_t>(words.size());
+    exp = exponent;
+    sign = true;
+  }
+  OwnedFloat(const OwnedFloat&) = delete;
+  OwnedFloat& operator=(const OwnedFloat&) = delete;
+  OwnedFloat(OwnedFloat&&) = default;  // the words stay where they are
+
+ private:
+  std::vector<Word> storage_;
+};
+
+}  // namespace nmp::test
