@@ -20,11 +20,13 @@ std::uint64_t rotate(std::uint64_t x, unsigned bits) {
   return bits == 0 ? x : ((x << bits) & kPrime) | (x >> (61 - bits));
 }
 
-/// Two words weigh 2^64 = 8 times the two below.
+/// Two words weigh 2^64 = 8 times the two below. Only reduced at the end: h stays below 2^63.
 std::uint64_t by_limbs(const Word* words, std::size_t n) {
   std::uint64_t h = n % 2 != 0 ? words[n - 1] : 0;
-  for (std::size_t i = n & ~std::size_t{1}; i != 0; i -= 2)
-    h = fold(rotate(h, 3) + fold(load_limb(words + i - 2)));
+  for (std::size_t i = n & ~std::size_t{1}; i != 0; i -= 2) {
+    const std::uint64_t limb = load_limb(words + i - 2);
+    h = ((h << 3) & kPrime) + (h >> 58) + (limb & kPrime) + (limb >> 61);
+  }
   return fold(h);
 }
 
@@ -38,7 +40,8 @@ std::uint64_t by_columns(const Word* words, std::size_t n) {
       column[j] += std::uint64_t{row[j]} + row[j + kColumns] + row[j + 2 * kColumns] +
                    std::uint64_t{row[j + 3 * kColumns]};
   }
-  for (std::size_t j = 0; i < n; ++i, j = j + 1 == kColumns ? 0 : j + 1) column[j] += words[i];
+  for (; i < n; i += kColumns)
+    for (std::size_t j = 0; j < std::min(kColumns, n - i); ++j) column[j] += words[i + j];
   std::uint64_t h = 0;
   for (std::size_t j = 0; j < kColumns; ++j) h = add(h, rotate(fold(column[j]), 32 * j % kColumns));
   return h;

@@ -81,11 +81,13 @@ Word combine_n(Word* c, const Word* a, const Word* b, std::size_t n) {
   constexpr std::size_t kBlock = 8;  // limbs per trip: one unbroken carry chain
   Word carry = 0;
   std::size_t i = 0;
+  // Each sum is stored at once; gathered in an array they would be shuffled into vectors first.
   for (; n - i >= kBlock * kLimbWords; i += kBlock * kLimbWords) {
-    Limb sum[kBlock];
-    for (std::size_t j = 0; j < kBlock; ++j)
-      carry = Op::step(carry, load(a + i + j * kLimbWords), load(b + i + j * kLimbWords), &sum[j]);
-    for (std::size_t j = 0; j < kBlock; ++j) store(c + i + j * kLimbWords, sum[j]);
+    for (std::size_t j = i; j < i + kBlock * kLimbWords; j += kLimbWords) {
+      Limb sum;
+      carry = Op::step(carry, load(a + j), load(b + j), &sum);
+      store(c + j, sum);
+    }
   }
   for (; n - i >= kLimbWords; i += kLimbWords) {
     Limb sum;

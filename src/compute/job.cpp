@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include "compute/digit_counts.h"
+#include "compute/equivalent_digits.h"
 #include "compute/writable_folder.h"
 #include "constants/catalogue.h"
 #include "foundation/exceptions.h"

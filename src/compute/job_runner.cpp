@@ -33,16 +33,36 @@ namespace {
 using nmp::AlignedBufferC;
 using nmp::Word;
 
-/// A job needs at least this many times the memory of its result: refuses the absurd before sizes
-/// are computed that would not fit the target's counters.
-constexpr std::uint64_t kLeastExpansion = 8;
+/// Refuses what the program may not or the machine cannot take.
+void require_memory(const Job& job, std::uint64_t bytes) {
+  if (bytes > job.profile->ram_only_limit)
+    throw nmp::InvalidParametersException(
+        "require_memory()", "64-bit is required to use more than 2GB of memory.");
+  const std::uint64_t machine = nmp::platform::physical_memory();
+  if (machine != 0 && bytes > machine)
+    throw nmp::InvalidParametersException(
+        "require_memory()", "This computation needs " + nmp::byte_size(bytes) +
+                                " of memory. This machine has " + nmp::byte_size(machine) + ".");
+}
+
+std::size_t checked_precision(const Job& job) {
+  const std::uint64_t words = words_for_digits(job.decimal_digits, job.hex_digits);
+  // A job of any kind needs at least this many times the memory of its result. Refusing what is
+  // far too long keeps the exact sizes within the target's counters.
+  constexpr std::uint64_t kLeastExpansion = 8;
+  require_memory(job, kLeastExpansion * sizeof(Word) * words);
+  if (words > kMostWords)
+    throw nmp::LimitExceededException("checked_precision()", "Too many words of precision.", words,
+                                      kMostWords);
+  return static_cast<std::size_t>(words);
+}
 
 /// The parts of a job that follow from its record.
 class Run {
  public:
   explicit Run(const Job& job)
       : job_(job),
-        precision_(words_for_digits(job.decimal_digits, job.hex_digits)),
+        precision_(checked_precision(job)),
         formula_(Formulas::make_formula(job.constant, static_cast<std::int64_t>(job.argument),
                                         job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
@@ -51,7 +71,6 @@ class Run {
       const nmp::TuningEntry entry{line.id, line.threshold};
       table_.load({&entry, 1});
     }
-    require_memory(kLeastExpansion * precision_ * sizeof(Word));
   }
 
   std::uint64_t block_bytes() {
@@ -63,8 +82,6 @@ class Run {
           scratch, nmp::FloatWriterB::scratch_bytes(context_, digits(radix), radix));
     return number + scratch;
   }
-  /// Refuses what the program may not or the machine cannot take.
-  void require_memory(std::uint64_t bytes) const;
   void execute();
 
  private:
@@ -101,17 +118,6 @@ std::string local_time() {
   const std::size_t length =
       std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", std::localtime(&now));
   return {text.data(), length};
-}
-
-void Run::require_memory(std::uint64_t bytes) const {
-  if (bytes > job_.profile->ram_only_limit)
-    throw nmp::InvalidParametersException(
-        "require_memory()", "64-bit is required to use more than 2GB of memory.");
-  const std::uint64_t machine = nmp::platform::physical_memory();
-  if (machine != 0 && bytes > machine)
-    throw nmp::InvalidParametersException(
-        "require_memory()", "This computation needs " + nmp::byte_size(bytes) +
-                                " of memory. This machine has " + nmp::byte_size(machine) + ".");
 }
 
 std::string Run::stem(unsigned radix) const {
@@ -160,7 +166,7 @@ void Run::execute() {
   const std::uint64_t block_size = block_bytes();
   // The program itself is in memory too; what it holds now it holds throughout.
   const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
-  require_memory(needed);
+  require_memory(job_, needed);
   announce(needed);
   JobReport report = describe(needed);
 
@@ -223,7 +229,7 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
 std::uint64_t memory_needs(const Job& job) {
   Run run(job);
   const std::uint64_t bytes = run.block_bytes();
-  run.require_memory(bytes);
+  require_memory(job, bytes);
   return bytes;
 }
 

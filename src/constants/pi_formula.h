@@ -24,9 +24,9 @@ class PiFormula : public Formula {
                nmp::Progress& progress, nmp::AlignedBufferC scratch) const override {
     finish(SeriesType(series_precision(p))).compute(context, result, p, progress, scratch);
   }
-  /// Half of what the longest product would be: the transform's planes are most of a job's memory.
+  /// A quarter of what the longest product would be: a transform's planes are most of the memory.
   std::size_t longest_product(std::size_t p) const override {
-    return reduced_ ? p : Formula::longest_product(p);
+    return reduced_ ? p / 2 : Formula::longest_product(p);
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "digits/digit_counts.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "arith/hash61.h"
 #include "foundation/exceptions.h"
@@ -47,16 +48,26 @@ std::uint64_t hash_groups(const std::uint8_t* digits, std::size_t groups, std::u
   return hash;
 }
 
-/// lanes[v] += digits equal to v, for count <= kRun.
+/// Sixteen byte counters; the compiler maps them to what the target has.
+typedef std::uint8_t Lanes __attribute__((vector_size(kGroup)));
+
+/// counts[v] += digits equal to v, for count <= kRun. Two values share each sweep.
 void count_run(const std::uint8_t* digits, std::size_t count, unsigned radix,
                std::uint64_t* counts) {
   const std::size_t groups = count / kGroup;
-  for (unsigned value = 0; value < radix; ++value) {
-    std::uint8_t lanes[kGroup] = {};
-    for (std::size_t i = 0; i < groups; ++i)
-      for (std::size_t j = 0; j < kGroup; ++j)
-        lanes[j] = static_cast<std::uint8_t>(lanes[j] + (digits[kGroup * i + j] == value));
-    for (std::uint8_t lane : lanes) counts[value] += lane;
+  for (unsigned value = 0; value < radix; value += 2) {
+    const Lanes even = Lanes{} + static_cast<std::uint8_t>(value), odd = even + 1;
+    Lanes evens{}, odds{};
+    for (std::size_t i = 0; i < groups; ++i) {
+      Lanes x;
+      std::memcpy(&x, digits + kGroup * i, kGroup);
+      evens -= reinterpret_cast<Lanes>(x == even);  // true is ~0
+      odds -= reinterpret_cast<Lanes>(x == odd);
+    }
+    for (std::size_t j = 0; j < kGroup; ++j) {
+      counts[value] += evens[j];
+      if (value + 1 < radix) counts[value + 1] += odds[j];
+    }
   }
   for (std::size_t i = groups * kGroup; i < count; ++i)
     if (digits[i] < radix) ++counts[digits[i]];

@@ -108,8 +108,9 @@ void FloatWriterB::write(Context& context, Progress* progress, DigitSink* sink,
     if (progress != nullptr)
       progress->advance(static_cast<double>(offset + count) / static_cast<double>(digits_));
   }
-  const std::uint64_t expected =
-      radix_ == 16 ? hash_of_nibbles() : verified_hash_.value_or(hash_of_blocks(blocks));
+  const std::uint64_t expected = radix_ == 16     ? hash_of_nibbles()
+                                 : verified_hash_ ? *verified_hash_
+                                                  : hash_of_blocks(blocks);
   if (record.hash() != expected)
     throw AlgorithmFailedException("FloatWriterB::convert()", "Checksum Mismatch");
 }

@@ -42,9 +42,10 @@ constexpr std::uint64_t words_for_power_of_5(std::uint64_t exponent) {
 }
 
 struct Split {
-  /// At least one digit.
+  /// At least one digit. One block more is converted than is shown: the conversion may fall short
+  /// by one unit of its last place, which only nine zeros in a row would carry into the digits.
   explicit constexpr Split(std::uint64_t digits)
-      : wanted(static_cast<std::size_t>((digits + kBlockDigits - 1) / kBlockDigits)) {
+      : wanted(static_cast<std::size_t>((digits + kBlockDigits - 1) / kBlockDigits) + 1) {
     leaf = wanted;
     for (; leaf > kMaxLeafBlocks; ++levels) leaf = (leaf + 1) / 2;
   }
@@ -63,7 +64,7 @@ struct Split {
   /// Words of the buffer that takes the fraction of the whole and gives the blocks.
   constexpr std::size_t storage() const { return std::max(blocks(levels), words(levels)); }
 
-  std::size_t wanted;    ///< blocks that hold the digits asked for; the tree covers a few more
+  std::size_t wanted;    ///< blocks that hold the digits and one more; the tree covers a few more
   std::size_t leaf = 0;  ///< blocks of a leaf
   unsigned levels = 0;   ///< level of the root
 };

@@ -25,7 +25,7 @@ void set_color(char code);
 void print(std::string_view text);
 void print(char code, std::string_view text);
 /// The same with a line break after it.
-void print_line(std::string_view text = {});
+void print_line(std::string_view text = "");
 void print_line(char code, std::string_view text);
 
 /// Replaces the current line (a live status line). Only on a terminal; elsewhere does nothing.

@@ -66,7 +66,7 @@ TEST(AlgorithmTable, RefusesThresholdsThatDoNotFit) {
   AlgorithmTable table;
   EXPECT_EQ(refusal(table, 65568 / 32, basecase),
             "AlgorithmTable::add(): Thresholds is larger than maximum size.");
-  EXPECT_EQ(refusal(table, ~std::uint64_t{0}, basecase),
+  EXPECT_EQ(refusal(table, (std::uint64_t{1} << 59) + 1, basecase),
             "AlgorithmTable::add(): Thresholds is larger than maximum size.");
   EXPECT_EQ(refusal(table, 65536 / 32, basecase), "accepted");
   for (const std::uint64_t again : {2048u, 1u})

@@ -92,8 +92,8 @@ TEST(Ntt64Plan, CapacityIsExact) {
     const Natural square = test::multiply(digit, digit);
     EXPECT_LT(test::compare(test::multiply(square, natural64(most)), prime_product()), 0);
     EXPECT_GE(test::compare(test::multiply(square, natural64(most + 1)), prime_product()), 0);
-    if (bits == kNarrowDigitBits) EXPECT_GT(most, kRootOrder) << "64 bits are always enough";
-    if (bits == kWideDigitBits) EXPECT_GT(most, 50'000'000u);
+    // 64 bits are always enough; 80 bits are for more than 4 Gbit.
+    EXPECT_GT(most, bits == kNarrowDigitBits ? kRootOrder : 50'000'000u);
   }
 }
 
@@ -153,6 +153,26 @@ TEST(Ntt64Transform, MultiplyingByAMonomialRotates) {
       const std::size_t target = (j + shift) % n;
       ASSERT_LT(z[target], 2 * p);
       ASSERT_EQ(z[target] % p, f.modulus().multiply_lazy(x[j], scale) % p) << n << " at " << j;
+    }
+  }
+}
+
+TEST(Ntt64Convert, LoadsEveryDigitInRange) {
+  auto rng = test::Rng::from_environment();
+  SCOPED_TRACE(rng.trace());
+  for (const Words& a : {Words(11, ~0u), rng.words(12), Words{0, ~0u, 0xFFFFFFFF, 0xF0000000u}}) {
+    for (const unsigned bits : {kWideDigitBits, kNarrowDigitBits}) {
+      const std::uint64_t p = kPrimeValues[0];
+      std::vector<std::uint64_t> plane(10, 1);
+      load(field(0), bits, plane.data(), plane.size(), a.data(), a.size());
+      for (std::size_t j = 0; j < plane.size(); ++j) {
+        Natural digit;  // half words, to reach digits of two and a half words
+        for (std::size_t h = (j + 1) * bits / 16; h-- != j * bits / 16;)
+          digit = test::add(test::multiply(digit, {0x10000u}),
+                            {h / 2 < a.size() ? a[h / 2] >> h % 2 * 16 & 0xFFFFu : 0u});
+        EXPECT_LT(plane[j], 4 * p) << "digit " << j;
+        EXPECT_EQ(plane[j] % p, modulo(digit, p)) << "digit " << j;
+      }
     }
   }
 }

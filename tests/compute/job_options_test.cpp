@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "compute/digit_counts.h"
+#include "compute/equivalent_digits.h"
 #include "foundation/exceptions.h"
 #include "support/console_io.h"
 #include "support/temp_folder.h"
@@ -36,7 +36,7 @@ std::string refusal(const std::vector<std::string>& words) {
   return "";
 }
 
-TEST(DigitCounts, AreExact) {
+TEST(EquivalentDigits, AreExact) {
   // Against 90-digit arithmetic.
   EXPECT_EQ(hex_digits_of(0), 0u);
   EXPECT_EQ(hex_digits_of(1), 0u);

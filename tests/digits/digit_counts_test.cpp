@@ -93,7 +93,9 @@ TEST(DigitText, GoesThereAndBack) {
       const std::size_t value = expected.find(lower);
       const bool valid = value < radix;
       EXPECT_EQ(text_to_digits(&character, 1, radix, back.data()), valid) << c;
-      if (valid) EXPECT_EQ(back[0], value);
+      if (valid) {
+        EXPECT_EQ(back[0], value);
+      }
     }
   }
 }

@@ -140,7 +140,7 @@ TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
 TEST_F(RadixConversion, LeavesAgreeWordByWord) {
   for (std::size_t i = 0; i < test::reps(300); ++i) {
     const std::size_t blocks = rng_.size(kMaxLeafBlocks);
-    const std::size_t n = Split(blocks * kBlockDigits).words(0) + rng_.below(3);
+    const std::size_t n = Split((blocks - 1) * kBlockDigits).words(0) + rng_.below(3);
     Words a = rng_.words(n);
     a.resize(std::max(n, blocks));
     Words b = a, rest(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(n));

@@ -13,9 +13,9 @@ struct Kernels;
 /// Inner loops that are all compiled for the same instructions. A null table means that the set has
 /// none of its own and the operation takes its portable way. Every set gives the same words.
 struct KernelSet {
-  const char* name;                ///< what NUMFORGE_ISA accepts: "generic", "avx2"
-  unsigned needs;                  ///< platform::Feature bits, every one of them required
-  const hybrid::Kernels* hybrid;   ///< loops of the hybrid NTT
+  const char* name;               ///< what NUMFORGE_ISA accepts: "generic", "avx2"
+  unsigned needs;                 ///< platform::Feature bits, every one of them required
+  const hybrid::Kernels* hybrid;  ///< loops of the hybrid NTT
 };
 
 /// All sets, best first; the last one runs anywhere.

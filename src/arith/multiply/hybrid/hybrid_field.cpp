@@ -9,8 +9,8 @@ namespace nmp::hybrid {
 namespace {
 
 constexpr std::uint64_t kUnit = std::uint64_t{15} << kMaxLogLength;
-constexpr std::uint64_t kPrimes[kMaxPrimes] = {1092 * kUnit + 1, 1089 * kUnit + 1,
-                                               1083 * kUnit + 1, 1078 * kUnit + 1};
+constexpr std::uint64_t kPrimes[kMaxPrimes] = {1092 * kUnit + 1, 1089 * kUnit + 1, 1083 * kUnit + 1,
+                                               1078 * kUnit + 1};
 constexpr unsigned kOdd[4] = {1, 3, 5, 15};
 
 /// a * b modulo p < 2^50, with 64-bit arithmetic only.
@@ -164,7 +164,8 @@ struct BuiltFields : Fields {
             i < k ? field[k].centred(field[k].power(field[i].p, field[k].p - 2)) : 0;
       }
       const Small product = product_of_primes(k);
-      for (unsigned i = 0; i < kMaxPrimes; ++i) garner.radix[k][i] = product.limb(static_cast<int>(i));
+      for (unsigned i = 0; i < kMaxPrimes; ++i)
+        garner.radix[k][i] = product.limb(static_cast<int>(i));
     }
   }
 };
@@ -177,7 +178,8 @@ bool rounding_holds(std::uint64_t p) {
   const double error = std::fabs(std::fma(x, 1.0 / x, -1.0));
   const int bits = static_cast<int>(std::bit_width(p));
   // Bits of 2p^2: 2^(2 bits - 1) / p^2 is exact enough, being far from 1 unless p is a power of 2.
-  const int square_bits = 2 * bits - (std::ldexp(x, -bits) * std::ldexp(x, -bits) < 0.5 ? 1 : 0) + 1;
+  const int square_bits =
+      2 * bits - (std::ldexp(x, -bits) * std::ldexp(x, -bits) < 0.5 ? 1 : 0) + 1;
   const auto quotient_error = [&](int twice) {  // for |ab| < 2^twice * p^2
     return std::ldexp(x * error, twice) + std::ldexp(1.0, square_bits + twice - 1 - 54) / x + 0.5 +
            std::ldexp(1.0, bits + twice - 54);

@@ -47,8 +47,8 @@ struct Tree {
 
 /// Constants of the radix-3 and radix-5 steps for one direction.
 struct OddRoots {
-  double half3, sine3;                    ///< -1/2, (w - w^2) / 2
-  double cosine5[2], sine5[2];            ///< (w^k + w^-k) / 2, (w^k - w^-k) / 2
+  double half3, sine3;          ///< -1/2, (w - w^2) / 2
+  double cosine5[2], sine5[2];  ///< (w^k + w^-k) / 2, (w^k - w^-k) / 2
 };
 
 /// The column transform: `odd` is 1, 3, 5 or 15, followed by one tree for each of `odd` parts.
@@ -61,8 +61,8 @@ struct Columns {
 /// Constants that turn K residues into one integer.
 struct Garner {
   Modulus mod[kMaxPrimes];
-  double inverse[kMaxPrimes][kMaxPrimes];      ///< [i][k] = 1 / p_i modulo p_k, for i < k
-  std::uint64_t radix[kMaxPrimes][kMaxPrimes]; ///< [k] = p_0 ... p_(k-1), little-endian
+  double inverse[kMaxPrimes][kMaxPrimes];       ///< [i][k] = 1 / p_i modulo p_k, for i < k
+  std::uint64_t radix[kMaxPrimes][kMaxPrimes];  ///< [k] = p_0 ... p_(k-1), little-endian
 };
 
 /// What a stream of digits carries into the next one: 192 bits.
@@ -73,8 +73,8 @@ struct Carry {
 struct Kernels {
   /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
   /// |out| < p + 2^32. `digits` is a multiple of 4.
-  void (*load)(double* out, std::size_t digits, const std::uint32_t* words,
-               std::size_t word_count, Modulus m);
+  void (*load)(double* out, std::size_t digits, const std::uint32_t* words, std::size_t word_count,
+               Modulus m);
   /// t[0, 2^log) from root[a] of order 2^a. |t| <= p / 2. root[0, log + 1] are read.
   void (*make_roots)(double* t, unsigned log, const double* root, Modulus m);
   /// out[i] = base^i for i < n. |base|, |out| <= p / 2.

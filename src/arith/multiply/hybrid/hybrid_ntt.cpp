@@ -115,8 +115,8 @@ std::size_t choose_pieces(std::size_t al, std::size_t bl, unsigned threads) {
   return best;
 }
 
-void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a,
-                    std::size_t al, const Word* b, std::size_t bl, AlignedBufferC scratch) {
+void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
   const bool square = a == b && al == bl;
   const Plan plan = plan_for(al, bl);
   const unsigned slots = slots_for(plan, context.threads.threads());
@@ -148,9 +148,8 @@ void add(Word* c, std::size_t n, const Word* d, std::size_t m) {
 
 /// The longer operand in pieces against one spectrum of the shorter one. A piece's product overlaps
 /// the next one's by bl words.
-void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word* a,
-                     std::size_t al, const Word* b, std::size_t bl, std::size_t pieces,
-                     AlignedBufferC scratch) {
+void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                     const Word* b, std::size_t bl, std::size_t pieces, AlignedBufferC scratch) {
   const std::size_t piece = piece_words(al, pieces);
   const Plan plan = plan_for(piece, bl);
   const unsigned slots = slots_for(plan, context.threads.threads());

@@ -241,14 +241,16 @@ void multiply(double* a, const double* b, std::size_t n, double factor, Modulus 
 void scale(double* to, const double* from, std::size_t n, double s, const Mod& m) {
   const V factor = V::all(s);
   std::size_t i = 0;
-  for (; i + V::kLanes <= n; i += V::kLanes) m.reduce(m.mul(V::load(from + i), factor)).store(to + i);
+  for (; i + V::kLanes <= n; i += V::kLanes)
+    m.reduce(m.mul(V::load(from + i), factor)).store(to + i);
   for (; i < n; ++i) to[i] = m.reduce(m.mul(V::all(from[i]), factor)).first();
 }
 
 void make_roots(double* t, unsigned log, const double* root, Modulus modulus) {
   const Mod m(modulus);
   t[0] = 1;
-  for (unsigned a = 0; a < log; ++a) scale(t + (std::size_t{1} << a), t, std::size_t{1} << a, root[a + 2], m);
+  for (unsigned a = 0; a < log; ++a)
+    scale(t + (std::size_t{1} << a), t, std::size_t{1} << a, root[a + 2], m);
 }
 
 void make_powers(double* out, std::size_t n, double base, Modulus modulus) {

@@ -11,8 +11,16 @@
 namespace nmp::hybrid {
 namespace {
 
-constexpr unsigned kMinLog = 4;
-constexpr unsigned kLengths = 4 * (kMaxLogLength - kMinLog + 1);
+constexpr unsigned kOddFactors[4] = {1, 3, 5, 15};
+/// From where on an odd factor pays, as a power of two. 15 is no faster than the next power of two,
+/// but shorter, which counts where memory is dear.
+constexpr unsigned kSmallestLog[4] = {4, 8, 8, 20};
+constexpr unsigned count_lengths() {
+  unsigned n = 0;
+  for (const unsigned log : kSmallestLog) n += kMaxLogLength - log + 1;
+  return n;
+}
+constexpr unsigned kLengths = count_lengths();
 /// Doubles of one prime's strip that stay in the second-level cache next to those of the others.
 constexpr std::size_t kStripDoubles = std::size_t{1} << 15;
 constexpr std::size_t kMinWidth = 16, kMaxWidth = 64;
@@ -22,8 +30,10 @@ constexpr std::size_t kRowPadding = 8;
 std::array<std::uint64_t, kLengths> make_lengths() {
   std::array<std::uint64_t, kLengths> lengths;
   unsigned n = 0;
-  for (const unsigned odd : {1u, 3u, 5u, 15u}) {
-    for (unsigned k = kMinLog; k <= kMaxLogLength; ++k) lengths[n++] = std::uint64_t{odd} << k;
+  for (unsigned i = 0; i < 4; ++i) {
+    for (unsigned k = kSmallestLog[i]; k <= kMaxLogLength; ++k) {
+      lengths[n++] = std::uint64_t{kOddFactors[i]} << k;
+    }
   }
   std::sort(lengths.begin(), lengths.end());
   return lengths;
@@ -34,12 +44,12 @@ const std::array<std::uint64_t, kLengths>& lengths() {
   return all;
 }
 
-/// Short transforms are one row (or one for each odd part); long ones are about square, with rows
-/// that fit the first cache together with their twiddles.
+/// Short transforms are one row, or one for each odd part. Of longer ones the rows are as long as
+/// the second-level cache holds for two operands and their twiddles: long rows make long runs in
+/// the strips of columns.
 unsigned choose_log_cols(unsigned odd, unsigned log_points) {
-  const unsigned single = odd == 1 ? kMaxLogRow : kMaxLogRow - 2;
-  if (log_points <= single) return log_points;
-  return std::clamp(log_points / 2 + 2, 10u, kMaxLogRow);
+  if (odd == 1 && log_points <= kMaxLogRow) return log_points;
+  return std::min(log_points, log_points < 21 ? kMaxLogRow - 1 : kMaxLogRow);
 }
 
 }  // namespace
@@ -63,6 +73,15 @@ Plan::Plan(std::uint64_t digits, std::uint64_t shorter) {
   odd = static_cast<unsigned>(length >> log_points);
   log_cols = choose_log_cols(odd, log_points);
   log_rows = log_points - log_cols;
+  lay_out();
+}
+
+Plan::Plan(unsigned prime_count, unsigned odd_factor, unsigned rows_log, unsigned cols_log)
+    : primes(prime_count), odd(odd_factor), log_rows(rows_log), log_cols(cols_log) {
+  lay_out();
+}
+
+void Plan::lay_out() {
   stride = cols() + (single_row() ? 0 : kRowPadding);
   width = std::clamp(std::bit_floor(kStripDoubles / rows()), kMinWidth, kMaxWidth);
   width = std::min(width, cols());

@@ -19,16 +19,18 @@ namespace nmp::hybrid {
 inline constexpr std::size_t kWordsPerDigit = 2;
 
 struct Plan {
-  unsigned primes;       ///< 3 or 4
-  unsigned odd;          ///< 1, 3, 5 or 15
-  unsigned log_rows;     ///< rows() = odd * 2^log_rows
-  unsigned log_cols;     ///< 4 .. kMaxLogRow
-  std::size_t stride;    ///< doubles between rows
-  std::size_t width;     ///< columns of a strip; divides cols()
+  unsigned primes;     ///< 3 or 4
+  unsigned odd;        ///< 1, 3, 5 or 15
+  unsigned log_rows;   ///< rows() = odd * 2^log_rows
+  unsigned log_cols;   ///< 4 .. kMaxLogRow
+  std::size_t stride;  ///< doubles between rows
+  std::size_t width;   ///< columns of a strip; divides cols()
 
   /// For products of `digits` digits, the shorter operand having at most `shorter`. Throws
   /// TransformTooSmallException when no number of primes holds the coefficients.
   Plan(std::uint64_t digits, std::uint64_t shorter);
+  /// A given shape: 3 or 4 primes, odd * 2^log_rows rows of 2^log_cols points.
+  Plan(unsigned primes, unsigned odd, unsigned log_rows, unsigned log_cols);
 
   std::size_t rows() const { return std::size_t{odd} << log_rows; }
   std::size_t cols() const { return std::size_t{1} << log_cols; }
@@ -40,6 +42,9 @@ struct Plan {
   /// Estimated time of one transform for all primes and its share of the other passes, in units
   /// that only compare plans.
   double cost() const;
+
+ private:
+  void lay_out();
 };
 
 /// The lengths 2^k * {1, 3, 5, 15} in rising order, by number, and the number of the shortest one

@@ -45,7 +45,8 @@ void Transform::take(Carver& memory, const Plan& plan, unsigned slots, Tables (*
   for (unsigned i = 0; i < slots; ++i) {
     Slot s;
     s.row_tree = memory.take<Tree>(2);
-    for (double*& scaled : s.scaled) scaled = memory.take<double>(scaled_row_doubles(plan.log_cols));
+    for (double*& scaled : s.scaled)
+      scaled = memory.take<double>(scaled_row_doubles(plan.log_cols));
     s.strips = memory.take<double>(plan.primes * plan.rows() * plan.width);
     s.carries = memory.take<Carry>(plan.rows());
     if (slot) slot[i] = s;
@@ -135,8 +136,7 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t at =
-        std::min(count, ((row << plan_.log_cols) + column) * kWordsPerDigit);
+    const std::size_t at = std::min(count, ((row << plan_.log_cols) + column) * kWordsPerDigit);
     kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
   }
   const Columns c = columns(k, kForward);
@@ -192,8 +192,8 @@ void Transform::store(Word* out, std::size_t count, double* const* planes) {
   }
 }
 
-void Transform::store_strip(Word* out, std::size_t count, double* const* planes,
-                            std::size_t column, const Slot& slot) const {
+void Transform::store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
+                            const Slot& slot) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     double* const strip = slot.strips + k * rows * width;

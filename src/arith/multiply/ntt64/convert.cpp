@@ -15,10 +15,9 @@ constexpr std::size_t kNarrowDigitBytes = kNarrowDigitBits / 8;
 /// The digit low + 2^64 high, high < 2^16, as a residue in [0, 4 p).
 std::uint64_t residue(const Modulus& modulus, std::uint64_t low, std::uint64_t high,
                       const Factor& power64) {
-  // 2^64 < 5 p: one subtraction of 4 p and one of 2 p leave [0, 2 p).
-  const std::uint64_t four_p = 4 * modulus.p();
-  const std::uint64_t reduced = modulus.halve_range(low >= four_p ? low - four_p : low);
-  return reduced + modulus.multiply_lazy(high, power64);
+  // One subtraction leaves low below 2^64 - 2 p, as p < 2^62. The short factor's product is reduced
+  // but for a hair, below p (1 + 2^-48), and 2^64 - p < 4 p.
+  return modulus.halve_range(low) + modulus.multiply_lazy(high, power64);
 }
 
 /// One digit from the first `bytes` bytes at `p`; missing ones are zero.
@@ -30,9 +29,10 @@ void read_digit(const unsigned char* p, std::size_t bytes, std::uint64_t& low,
   std::memcpy(&high, digit + 8, 8);
 }
 
-/// A sum of 192-bit numbers that gives off its low bits: four limbs.
+/// A running sum of coefficients that gives off its low digits. With less than 2^123 carried on,
+/// coefficients below 2^186 never fill its three limbs.
 struct CarrySum {
-  std::uint64_t limb[4] = {};
+  std::uint64_t limb[3] = {};
 
   void add(const std::uint64_t (&x)[3]) {
     std::uint64_t carry = 0;
@@ -42,17 +42,16 @@ struct CarrySum {
       limb[i] = partial + x[i];
       carry += limb[i] < partial;
     }
-    limb[3] += carry;
   }
   /// Writes the lowest digit and drops it.
   void shift_out(unsigned digit_bits, unsigned char* out) {
     std::memcpy(out, &limb[0], 8);
-    limb[0] = limb[1], limb[1] = limb[2], limb[2] = limb[3], limb[3] = 0;
+    limb[0] = limb[1], limb[1] = limb[2], limb[2] = 0;
     if (digit_bits == kNarrowDigitBits) return;
     const auto high = static_cast<std::uint16_t>(limb[0]);
     std::memcpy(out + 8, &high, 2);
-    for (std::size_t i = 0; i < 2; ++i) limb[i] = (limb[i] >> 16) | (limb[i + 1] << 48);
-    limb[2] >>= 16;
+    limb[0] = (limb[0] >> 16) | (limb[1] << 48);
+    limb[1] >>= 16;
   }
 };
 

@@ -1,4 +1,4 @@
-#include "compute/digit_counts.h"
+#include "compute/equivalent_digits.h"
 
 namespace numforge {
 namespace {
