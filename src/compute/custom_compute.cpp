@@ -1,6 +1,6 @@
 #include "compute/custom_compute.h"
 
-#include <algorithm>
+#include <optional>
 #include <string>
 
 #include "compute/job_options.h"
@@ -18,7 +18,9 @@ namespace console = nmp::console;
 std::optional<Job> ask_for_job(const nmp::BuildProfile& profile) {
   const std::optional<ConstantChoice> choice = choose_constant();
   if (!choice) return std::nullopt;
-  Job job = make_job(choice->constant->key, std::to_string(choice->argument), profile);
+  const bool has_argument = takes_number(*choice->constant);
+  Job job = make_job(choice->constant->key,
+                     has_argument ? std::to_string(choice->argument) : std::string(), profile);
   set_algorithm(job, choice->algorithm->key);
   console::print_line();
   const std::optional<std::int64_t> digits =

@@ -164,7 +164,8 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
 
 void Run::execute() {
   const std::uint64_t block_size = block_bytes();
-  // The program itself is in memory too; what it holds now it holds throughout.
+  // The program itself is in memory too; what it holds now, its tables included, it holds throughout.
+  table_.prepare(4 * precision_);
   const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
   require_memory(job_, needed);
   announce(needed);

@@ -73,8 +73,7 @@ void StatusDisplay::end_step() {
 }
 
 void StatusDisplay::trail(char color, std::string_view text) {
-  (void)color;  // the live line is rewritten as a whole, in one colour
-  trail_ += text;
+  trail_.push_back({color, std::string(text)});
   show(false);
 }
 
@@ -92,17 +91,18 @@ void StatusDisplay::show(bool now) {
   const Clock::time_point time = Clock::now();
   if (!now && time - last_shown_ < kBetweenUpdates) return;
   last_shown_ = time;
-  std::string line = label_;
   const double elapsed = seconds(time - step_start_);
-  char text[64];
+  std::string figures;
   if (fraction_ > 0) {
-    std::snprintf(text, sizeof text, "%5.1f%%", 100 * fraction_);
-    line += text;
+    char percentage[16];
+    std::snprintf(percentage, sizeof percentage, "%5.1f%%", 100 * fraction_);
+    figures = percentage;
   }
-  line += "  Elapsed: " + nmp::duration(elapsed);
+  figures += "  Elapsed: " + nmp::duration(elapsed);
   if (fraction_ >= kLeastFraction && elapsed >= kLeastSeconds)
-    line += "  Left: " + nmp::duration(elapsed * (1 - fraction_) / fraction_);
-  line += "  " + trail_;
+    figures += "  Left: " + nmp::duration(elapsed * (1 - fraction_) / fraction_);
+  std::vector<nmp::console::ColoredText> line = {{'w', label_}, {'Y', figures}, {'w', "  "}};
+  line.insert(line.end(), trail_.begin(), trail_.end());
   nmp::console::rewrite_line(line);
 }
 

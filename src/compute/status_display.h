@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/console.h"
 #include "foundation/progress.h"
 
 namespace numforge {
@@ -48,7 +49,8 @@ class StatusDisplay : public nmp::Progress {
   const Clock::time_point start_;
   Clock::time_point stage_start_, step_start_, last_shown_;
   std::vector<StageTime> stages_;
-  std::string stage_, label_, trail_;
+  std::string stage_, label_;
+  std::vector<nmp::console::ColoredText> trail_;
   double fraction_ = 0;
 };
 

@@ -22,15 +22,13 @@ class StepTrail {
 
  private:
   void show(std::string_view text) {
-    length_ = text.size();
     if (progress_ != nullptr) progress_->trail('w', text);
   }
   void hide() {
-    if (progress_ != nullptr) progress_->untrail(length_);
+    if (progress_ != nullptr) progress_->untrail(1);
   }
 
   Progress* progress_;
-  std::size_t length_ = 0;
 };
 
 }  // namespace nmp

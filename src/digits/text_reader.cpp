@@ -11,7 +11,7 @@ namespace nmp {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 64;
-constexpr std::size_t kBlock = std::size_t{1} << 20;
+constexpr std::size_t kBlock = std::size_t{1} << 18;
 
 unsigned supported_radix(unsigned radix) {
   if (radix != 10 && radix != 16)

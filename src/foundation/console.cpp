@@ -72,12 +72,18 @@ void print_line(char code, std::string_view text) {
   platform::console_write("\n");
 }
 
-void rewrite_line(std::string_view text) {
+void rewrite_line(std::span<const ColoredText> parts) {
   if (!is_terminal()) return;
-  const int columns = platform::console_columns();
-  platform::console_erase_line();
   // The last column stays free: writing into it would move the cursor to the next line.
-  platform::console_write(text.substr(0, columns > 1 ? static_cast<std::size_t>(columns - 1) : 0));
+  auto room = static_cast<std::size_t>(std::max(platform::console_columns() - 1, 0));
+  platform::console_erase_line();
+  for (const ColoredText& part : parts) {
+    const std::string_view text = std::string_view(part.text).substr(0, room);
+    room -= text.size();
+    set_color(part.color);
+    platform::console_write(text);
+  }
+  set_color('w');
   platform::console_flush();
   status_shown = true;
 }

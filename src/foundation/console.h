@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,8 +29,14 @@ void print(char code, std::string_view text);
 void print_line(std::string_view text = "");
 void print_line(char code, std::string_view text);
 
-/// Replaces the current line (a live status line). Only on a terminal; elsewhere does nothing.
-void rewrite_line(std::string_view text);
+/// A piece of a line and its colour.
+struct ColoredText {
+  char color;
+  std::string text;
+};
+/// Replaces the current line (a live status line), cut to the width of the console. Only on a
+/// terminal; elsewhere does nothing.
+void rewrite_line(std::span<const ColoredText> parts);
 /// Wipes the live status line, if there is one.
 void clear_line();
 void flush();

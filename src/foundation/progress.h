@@ -18,7 +18,7 @@ class Progress {
   virtual void step(std::string_view label) = 0;
   /// Text appended to the step's status, coloured as console.h says.
   virtual void trail(char color, std::string_view text) = 0;
-  /// Takes `count` characters off the end of the trail.
+  /// Takes back the last `count` texts of the trail.
   virtual void untrail(std::size_t count) = 0;
   /// The share of the current step's work that is done, 0 to 1.
   virtual void advance(double fraction) = 0;

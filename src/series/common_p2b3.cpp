@@ -152,26 +152,24 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
 
   const std::uint64_t m = run_.series.split(a, b);
   const bool reported = is_reported(b - a, run_.series.terms);
-  if (reported) {
-    throw_if_interrupted();
-    run_.progress.trail('G', "0");
-  }
-  BSR_S(context, result, a, m, true, tds, scratch);
-  if (reported) {
-    run_.progress.untrail(1);
-    run_.progress.trail('G', "1");
-  }
+  if (reported) throw_if_interrupted();
+  const auto sum_half = [&](Range& half, bool is_left) {
+    const std::uint64_t first = is_left ? a : m, last = is_left ? m : b;
+    const bool half_needs_R = is_left || needs_R;
+    if (!reported) return BSR_S(context, half, first, last, half_needs_R, tds, scratch);
+    run_.progress.trail('G', is_left ? "0" : "1");
+    // What is too short to report by itself shows as one end case, all its levels together.
+    const bool silent = !is_reported(last - first, run_.series.terms);
+    if (silent) run_.progress.trail('T', ":");
+    BSR_S(context, half, first, last, half_needs_R, tds, scratch);
+    if (silent) run_.report(last - first, std::log2(static_cast<double>(last - first)));
+    run_.progress.untrail(silent ? 2 : 1);
+  };
+  sum_half(result, true);
   Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
-  BSR_S(context, right, m, b, needs_R, tds, scratch);
+  sum_half(right, false);
   merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
-  if (reported) {
-    run_.progress.untrail(1);
-    run_.report(b - a, 1);
-    // Halves too small to report themselves are accounted for here, with all their levels.
-    for (const std::uint64_t half : {m - a, b - m})
-      if (!is_reported(half, run_.series.terms))
-        run_.report(half, std::log2(static_cast<double>(half)));
-  }
+  if (reported) run_.report(b - a, 1);
 }
 
 void PSR_BlockS::run(Context& context, Range& result, const Block& block, bool needs_R,

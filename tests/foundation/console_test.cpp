@@ -13,7 +13,8 @@ using test::on_console;
 TEST(Console, SendsPlainTextToFiles) {
   const std::string output = on_console("", [] {
     console::print_line('R', "red");
-    console::rewrite_line("a status that only a terminal shows");
+    const console::ColoredText status[] = {{'G', "a status that only a terminal shows"}};
+    console::rewrite_line(status);
     console::clear_line();
     console::print("two\nlines");
     console::print_line();

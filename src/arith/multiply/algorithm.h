@@ -14,13 +14,13 @@ namespace nmp {
 /// changes, so any thread may use them.
 class Algorithm {
  public:
-  constexpr Algorithm(std::uint64_t max_size, const char* id, const char* name, const char* tag,
-                      const char* description)
-      : max_size(max_size),
-        id{id[0], id[1], id[2], '\0'},
-        name(name),
-        tag(tag),
-        description(description) {}
+  constexpr Algorithm(std::uint64_t largest, const char* three_letters, const char* display_name,
+                      const char* short_tag, const char* note)
+      : max_size(largest),
+        id{three_letters[0], three_letters[1], three_letters[2], '\0'},
+        name(display_name),
+        tag(short_tag),
+        description(note) {}
   virtual ~Algorithm() = default;
   Algorithm(const Algorithm&) = delete;
   Algorithm& operator=(const Algorithm&) = delete;
@@ -34,6 +34,10 @@ class Algorithm {
   /// Bytes of scratch, a multiple of 64, with which any product of at most `n` words in all
   /// (al + bl <= n) can be formed with up to `threads` threads. Never shrinks as `n` grows.
   virtual std::size_t scratch_bytes(std::size_t n, unsigned threads) const = 0;
+
+  /// Builds what all products share for the life of the process (tables of roots). The first product
+  /// does it too; a job does it before it states its memory.
+  virtual void prepare() const {}
 
   /// c[0, al + bl) = a[0, al) * b[0, bl), every word of c written, leading zeros included.
   /// al, bl >= 1, in any order. c overlaps neither operand. a == b with al == bl is a square and

@@ -70,6 +70,13 @@ void AlgorithmTable::load(std::span<const TuningEntry> list) {
   }
 }
 
+void AlgorithmTable::prepare(std::uint64_t n) const {
+  for (const Entry& entry : entries_) {
+    entry.algorithm->prepare();
+    if (entry.threshold >= n) break;
+  }
+}
+
 std::size_t AlgorithmTable::scratch_bytes(std::uint64_t n, unsigned threads) const {
   std::size_t most = 0;
   for (const Entry& entry : entries_) {

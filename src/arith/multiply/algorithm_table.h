@@ -49,6 +49,9 @@ class AlgorithmTable {
   /// reported on the console and skipped.
   void load(std::span<const TuningEntry> list);
 
+  /// Algorithm::prepare of every entry that products of at most n words may use.
+  void prepare(std::uint64_t n) const;
+
   /// Bytes of scratch for any product of at most n words, by whichever entries it may use. Never
   /// shrinks as n grows.
   std::size_t scratch_bytes(std::uint64_t n, unsigned threads) const;

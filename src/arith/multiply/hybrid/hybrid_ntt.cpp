@@ -1,3 +1,4 @@
+#include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 
 #include <algorithm>
@@ -178,6 +179,13 @@ HybridNtt::HybridNtt(const KernelSet* set)
     : Algorithm(kMaxBits, "HNT", "Hybrid NTT", "HNTs", "original"), set_(set) {}
 
 const Kernels* HybridNtt::loops() const { return (set_ ? *set_ : kernels()).hybrid; }
+
+void HybridNtt::prepare() const {
+  if (const hybrid::Kernels* kernels = loops())
+    (void)hybrid::fields(*kernels);
+  else
+    ntt64().prepare();
+}
 
 std::size_t HybridNtt::scratch_bytes(std::size_t n, unsigned threads) const {
   return loops() ? footprints().bytes(n, threads) : ntt64().scratch_bytes(n, threads);

@@ -17,6 +17,7 @@ class HybridNtt final : public Algorithm {
  public:
   /// `set` null: the set in force.
   explicit HybridNtt(const KernelSet* set = nullptr);
+  void prepare() const override;
   std::size_t scratch_bytes(std::size_t n, unsigned threads) const override;
   void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
                 std::size_t bl, AlignedBufferC scratch) const override;

@@ -68,6 +68,10 @@ class Ntt64 final : public Algorithm {
  public:
   Ntt64() : Algorithm(0x3800000000000000, "N64", "64-bit NTT", "NTT64", "64-bit NTT") {}
 
+  void prepare() const override {
+    for (std::size_t k = 0; k < kPrimes; ++k) (void)field(k);
+  }
+
   std::size_t scratch_bytes(std::size_t n, unsigned /*threads*/) const override {
     return plan_scratch_bytes(n);
   }
