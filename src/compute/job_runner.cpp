@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -49,8 +50,9 @@ std::size_t checked_precision(const Job& job) {
   const std::uint64_t words = words_for_digits(job.decimal_digits, job.hex_digits);
   // A job of any kind needs at least this many times the memory of its result. Refusing what is
   // far too long keeps the exact sizes within the target's counters.
-  constexpr std::uint64_t kLeastExpansion = 8;
-  require_memory(job, kLeastExpansion * sizeof(Word) * words);
+  constexpr std::uint64_t kLeastBytesPerWord = 8 * sizeof(Word);
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+  require_memory(job, words > kMost / kLeastBytesPerWord ? kMost : words * kLeastBytesPerWord);
   if (words > kMostWords)
     throw nmp::LimitExceededException("checked_precision()", "Too many words of precision.", words,
                                       kMostWords);
