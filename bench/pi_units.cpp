@@ -119,7 +119,7 @@ Run compute_pi(const std::string& program, std::uint64_t digits,
 /// The stages of the program's report, in order: "Division:      0.123 seconds", or for long ones
 /// "Series:   2 minutes  3.500 seconds  ( 123.500 seconds )".
 std::vector<std::pair<std::string, double>> stages(const std::string& report) {
-  static const std::regex line(R"(^([^\s:][^:]*):\s(?:.*\s)?([0-9,]+\.[0-9]+) seconds[\s)]*$)");
+  static const std::regex line(R"(^([^\s:][^:]*):\s{4,}(?:.*\s)?([0-9,]+\.[0-9]+) seconds[\s)]*$)");
   std::vector<std::pair<std::string, double>> found;
   std::istringstream lines(report);
   for (std::string text; std::getline(lines, text);) {

@@ -12,7 +12,7 @@ class AlgorithmTable;
 
 /// A light handle, passed by reference through all arithmetic. Owns nothing.
 struct Context {
-  parallel::Context& threads;     ///< how to use several threads
+  parallel::Context& threads;      ///< how to use several threads
   const AlgorithmTable& products;  ///< which algorithm multiplies which length
   /// Products of more words in all are formed from pieces: slower, in less scratch.
   std::size_t longest_product = static_cast<std::size_t>(-1);

@@ -37,8 +37,8 @@ using nmp::Word;
 /// Refuses what the program may not or the machine cannot take.
 void require_memory(const Job& job, std::uint64_t bytes) {
   if (bytes > job.profile->ram_only_limit)
-    throw nmp::InvalidParametersException(
-        "require_memory()", "64-bit is required to use more than 2GB of memory.");
+    throw nmp::InvalidParametersException("require_memory()",
+                                          "64-bit is required to use more than 2GB of memory.");
   const std::uint64_t machine = nmp::platform::physical_memory();
   if (machine != 0 && bytes > machine)
     throw nmp::InvalidParametersException(
@@ -166,7 +166,8 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
 
 void Run::execute() {
   const std::uint64_t block_size = block_bytes();
-  // The program itself is in memory too; what it holds now, its tables included, it holds throughout.
+  // The program itself is in memory too; what it holds now, its tables included, it holds
+  // throughout.
   table_.prepare(4 * precision_);
   const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
   require_memory(job_, needed);

@@ -13,8 +13,8 @@ class e_Taylor_BigFloatR : public Formula {
   e_Taylor_BigFloatR(bool alternating, int power);
   std::size_t result_words(nmp::Context& context, std::size_t p) const override;
   std::size_t scratch_bytes(nmp::Context& context, std::size_t p) const override;
-  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
-               nmp::Progress& progress, nmp::AlignedBufferC scratch) const override;
+  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p, nmp::Progress& progress,
+               nmp::AlignedBufferC scratch) const override;
 
  private:
   bool alternating_;

@@ -28,9 +28,9 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::int64_t ar
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
   }
-  throw nmp::InvalidParametersException(
-      "make_formula()", "This version cannot compute \"" + std::string(constant) + "\" by \"" +
-                            std::string(algorithm) + "\" yet.");
+  throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +
+                                                              std::string(constant) + "\" by \"" +
+                                                              std::string(algorithm) + "\" yet.");
 }
 
 }  // namespace numforge::Formulas

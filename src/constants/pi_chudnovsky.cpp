@@ -74,8 +74,7 @@ class SeriesPiChudnovsky : public Series {
     const double n = static_cast<double>(b - a), cubes = 3 * log2_product(1, 0, a, b);
     const double q = cubes + n * std::log2(static_cast<double>(kC));
     // |R(k)| < 72 k^3. |P/Q| is at most its first term, 72/kC (kA + kB k) with k = a + 1.
-    const double first = 72.0 / static_cast<double>(kC) *
-                         static_cast<double>(kA + kB * (a + 1));
+    const double first = 72.0 / static_cast<double>(kC) * static_cast<double>(kA + kB * (a + 1));
     return {q + std::log2(first) + 1, q, cubes + n * std::log2(72.0)};
   }
   void end_case_1(std::uint64_t k, Term& term) const override {
@@ -92,8 +91,7 @@ class SeriesPiChudnovsky : public Series {
   }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;
-    const std::uint64_t r =
-        negate(multiply(multiply(6 * k - 5, 2 * k - 1), 6 * k - 1));
+    const std::uint64_t r = negate(multiply(multiply(6 * k - 5, 2 * k - 1), 6 * k - 1));
     const std::uint64_t q = multiply(multiply(kC, k), multiply(k, k));
     return {multiply(kA + kB * k, r), q, r};
   }

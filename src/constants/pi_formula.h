@@ -20,8 +20,8 @@ class PiFormula : public Formula {
   std::size_t scratch_bytes(nmp::Context& context, std::size_t p) const override {
     return finish(SeriesType(series_precision(p))).scratch_bytes(context, p);
   }
-  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
-               nmp::Progress& progress, nmp::AlignedBufferC scratch) const override {
+  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p, nmp::Progress& progress,
+               nmp::AlignedBufferC scratch) const override {
     finish(SeriesType(series_precision(p))).compute(context, result, p, progress, scratch);
   }
   /// A quarter of what the longest product would be: a transform's planes are most of the memory.

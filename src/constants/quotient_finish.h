@@ -19,8 +19,8 @@ struct QuotientFinish {
   std::size_t result_words(nmp::Context& context, std::size_t p) const;
   /// Bytes of scratch for a precision of p words.
   std::size_t scratch_bytes(nmp::Context& context, std::size_t p) const;
-  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
-               nmp::Progress& progress, nmp::AlignedBufferC scratch) const;
+  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p, nmp::Progress& progress,
+               nmp::AlignedBufferC scratch) const;
 };
 
 /// Precision of the series behind a result of p words. Truncations in the sum and the roundings

@@ -10,8 +10,8 @@ class Sqrt_Newton_BigFloatR : public Formula {
  public:
   explicit Sqrt_Newton_BigFloatR(nmp::Word n) : n_(n) {}
   std::size_t scratch_bytes(nmp::Context& context, std::size_t p) const override;
-  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
-               nmp::Progress& progress, nmp::AlignedBufferC scratch) const override;
+  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p, nmp::Progress& progress,
+               nmp::AlignedBufferC scratch) const override;
 
  private:
   nmp::Word n_;
@@ -23,8 +23,8 @@ class GoldenRatio_Newton_BigFloatR : public Formula {
   /// Throws InvalidParametersException "Power must be 1 or -1.".
   explicit GoldenRatio_Newton_BigFloatR(int power);
   std::size_t scratch_bytes(nmp::Context& context, std::size_t p) const override;
-  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
-               nmp::Progress& progress, nmp::AlignedBufferC scratch) const override;
+  void compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p, nmp::Progress& progress,
+               nmp::AlignedBufferC scratch) const override;
 
  private:
   int power_;

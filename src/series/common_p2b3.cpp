@@ -21,7 +21,9 @@ constexpr std::size_t kPlanWarning = 10000;
 constexpr std::size_t kFinishWords = 16;
 
 /// Ranges below a small share of the series neither report progress nor poll for interruption.
-bool is_reported(std::uint64_t range, std::uint64_t all) { return range >= 256 && range >= all / 4096; }
+bool is_reported(std::uint64_t range, std::uint64_t all) {
+  return range >= 256 && range >= all / 4096;
+}
 
 std::uint64_t magnitude(std::int64_t x) {
   return x < 0 ? 0 - static_cast<std::uint64_t>(x) : static_cast<std::uint64_t>(x);
@@ -83,9 +85,8 @@ Range carve_range(AlignedBufferC& scratch, const Sizing::Words& words) {
 
 void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
            AlignedBufferC scratch) {
-  const std::size_t longest =
-      std::max({left.P.L + right.Q.L, left.R.L + right.P.L, left.Q.L + right.Q.L,
-                needs_R ? left.R.L + right.R.L : 0u});
+  const std::size_t longest = std::max({left.P.L + right.Q.L, left.R.L + right.P.L,
+                                        left.Q.L + right.Q.L, needs_R ? left.R.L + right.R.L : 0u});
   ExactFloat product = carve_number(scratch, longest);
 
   multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
@@ -144,8 +145,8 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   static const char* const kName = "BinarySplitting::CommonP2B3::BSR_BlockS::BSR_S()";
   if (b - a > run_.plan.size) throw InvalidParametersException(kName, "Size exceeded for plan.");
   if (tds > run_.plan.tds)
-    throw InvalidParametersException(
-        kName, "Attempted to run with a larger tds than the plan supports.");
+    throw InvalidParametersException(kName,
+                                     "Attempted to run with a larger tds than the plan supports.");
   if (BSR_End(context, result, a, b, needs_R, scratch)) return;
   if (b - a < kTermsFloor && scratch.bytes() < run_.sizing.scratch_bytes(a, b, needs_R))
     throw LimitExceededException(kName, "Unable to fit even 100 terms in memory.", b - a);
@@ -197,8 +198,9 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   const std::uint64_t a = blocks[first].a, b = blocks[last - 1].b;
   const std::uint64_t m = run_.series.split(a, b);
   // The plan was cut by the same rule, so that a block begins at m.
-  const auto cut = std::lower_bound(blocks.begin(), blocks.end(), m,
-                                    [](const Block& block, std::uint64_t at) { return block.a < at; });
+  const auto cut =
+      std::lower_bound(blocks.begin(), blocks.end(), m,
+                       [](const Block& block, std::uint64_t at) { return block.a < at; });
   const std::size_t middle = static_cast<std::size_t>(cut - blocks.begin());
   run_.progress.trail('G', "0");
   run(context, result, first, middle, true, scratch);
@@ -270,8 +272,8 @@ void PSR_SeriesS::run(BigFloat& numerator, BigFloat& denominator, Progress& prog
   finish(sum, numerator, denominator, progress, scratch);
 }
 
-void PSR_SeriesS::finish(Range& sum, BigFloat& numerator, BigFloat& denominator,
-                         Progress& progress, AlignedBufferC scratch) const {
+void PSR_SeriesS::finish(Range& sum, BigFloat& numerator, BigFloat& denominator, Progress& progress,
+                         AlignedBufferC scratch) const {
   const std::uint64_t coefP = magnitude(series_.coefP), coefQ = magnitude(series_.coefQ);
   ExactFloat& P = sum.P;
   ExactFloat& Q = sum.Q;

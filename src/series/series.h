@@ -50,10 +50,10 @@ class Series {
  public:
   virtual ~Series() = default;
 
-  std::uint64_t terms = 0;       ///< N
-  double expansion_factor = 0;   ///< size of the exact Q over the size of the result
+  std::uint64_t terms = 0;      ///< N
+  double expansion_factor = 0;  ///< size of the exact Q over the size of the result
   std::int64_t coefP = 1;
-  std::int64_t coefQ = 0;        ///< zero: the series has no Q term
+  std::int64_t coefQ = 0;  ///< zero: the series has no Q term
   std::uint64_t coefD = 1;
 
   /// Bounds for the terms a+1..b, a < b. Never below the true sizes.

@@ -20,7 +20,9 @@ std::size_t words_of(double bits) {
 
 }  // namespace
 
-std::size_t Sizing::kept() const { return std::max<std::size_t>(target_ + kExtraPrecision, kLeastWords); }
+std::size_t Sizing::kept() const {
+  return std::max<std::size_t>(target_ + kExtraPrecision, kLeastWords);
+}
 
 bool Sizing::is_end(std::uint64_t a, std::uint64_t b) const {
   if (b - a <= 2) return true;
@@ -57,8 +59,8 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
 std::size_t Sizing::merge_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
                                 bool needs_R) const {
   const Words left = result(a, m, true), right = result(m, b, needs_R);
-  const std::size_t product = std::max({left.P + right.Q, left.R + right.P, left.Q + right.Q,
-                                        needs_R ? left.R + right.R : 0});
+  const std::size_t product = std::max(
+      {left.P + right.Q, left.R + right.P, left.Q + right.Q, needs_R ? left.R + right.R : 0});
   return carved_bytes<Word>(product) + multiply_scratch(context_, product);
 }
 
@@ -66,8 +68,7 @@ std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R
   return scratch_bytes(a, b, needs_R, 0);
 }
 
-std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R,
-                                  int depth) const {
+std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int depth) const {
   if (is_end(a, b)) return end_bytes(true);
   const std::uint64_t m = series_.split(a, b);
   const std::size_t right = result(m, b, needs_R).bytes();

@@ -8,7 +8,6 @@
 
 namespace numforge {
 
-
 void print_about(const nmp::BuildProfile& profile);
 
 /// Answers "--help", "-h", "help" and "--version"; false for any other word.

@@ -108,10 +108,8 @@ TEST_F(Constants, EveryLengthIsAPrefix) {
     const std::uint64_t argument = constant[0] == 's' ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;
-      for (const AlgorithmEntry& algorithm :
-           algorithm_menu(constant_by_key(constant)).algorithms) {
-        if (longest.empty())
-          longest = compute(constant, argument, algorithm.key, radix, 3000).text;
+      for (const AlgorithmEntry& algorithm : algorithm_menu(constant_by_key(constant)).algorithms) {
+        if (longest.empty()) longest = compute(constant, argument, algorithm.key, radix, 3000).text;
         for (std::uint64_t digits = 1; digits < 3000; digits += digits < 120 ? 1 : 97)
           ASSERT_EQ(compute(constant, argument, algorithm.key, radix, digits).text,
                     longest.substr(0, digits))

@@ -65,12 +65,11 @@ TEST(Job, WritesProvesAndReportsItsDigits) {
   const std::uint64_t digits = slow ? 10000 : 1000000;
   const TempFolder folder;
   const fs::path out = fs::path(folder.path()) / "new" / "out";
-  const ChildResult run =
-      custom("pi", {"-dec:" + std::to_string(digits), "-o:" + out.string()});
+  const ChildResult run = custom("pi", {"-dec:" + std::to_string(digits), "-o:" + out.string()});
   ASSERT_EQ(run.exit_code, 0) << run.output;
-  EXPECT_EQ(names_in(out), (std::set<std::string>{"Pi - Dec - Chudnovsky.txt",
-                                                  "Pi - Hex - Chudnovsky.txt",
-                                                  "Pi - Report - Chudnovsky.txt"}));
+  EXPECT_EQ(names_in(out),
+            (std::set<std::string>{"Pi - Dec - Chudnovsky.txt", "Pi - Hex - Chudnovsky.txt",
+                                   "Pi - Report - Chudnovsky.txt"}));
   const test::KnownDigits& pi = known("pi", digits, 10);
   const std::string text = content(out / "Pi - Dec - Chudnovsky.txt");
   EXPECT_EQ(text.size(), digits + 2);
@@ -159,7 +158,8 @@ TEST(Job, EndsCleanlyWhenInterrupted) {
       EXPECT_THAT(name, Not(HasSubstr("incomplete"))) << stage;
       const fs::path file = fs::path(folder.path()) / name;
       const bool hex = name.find("Hex") != std::string::npos;
-      EXPECT_EQ(fs::file_size(file), 2 + (hex ? digits * 8304820237 / 10000000000 : digits)) << name;
+      EXPECT_EQ(fs::file_size(file), 2 + (hex ? digits * 8304820237 / 10000000000 : digits))
+          << name;
     }
   }
 }

@@ -120,8 +120,13 @@ TEST_F(CommonP2B3Test, ExactSumsAndCoefficients) {
   constexpr struct {
     std::int64_t P, Q;
     std::uint64_t D;
-  } kFinishes[] = {{1, 0, 1}, {-1, 1, 1}, {5, -5, 7}, {3, 0, 9}, {-2, 1103, 9801},
-                   {1, 13591409, 4270934400}, {6'000'000'000, -1, 5'000'000'000}};
+  } kFinishes[] = {{1, 0, 1},
+                   {-1, 1, 1},
+                   {5, -5, 7},
+                   {3, 0, 9},
+                   {-2, 1103, 9801},
+                   {1, 13591409, 4270934400},
+                   {6'000'000'000, -1, 5'000'000'000}};
   for (std::size_t rep = 0; rep < test::reps(100); ++rep) {
     const auto& finish = kFinishes[rep % std::size(kFinishes)];
     SampleSeries series(rng_.size(3000));
@@ -132,7 +137,8 @@ TEST_F(CommonP2B3Test, ExactSumsAndCoefficients) {
     const SmallResidues expected(series.terms);
     constexpr std::uint64_t m = SmallResidues::kModulus;
     EXPECT_EQ(SmallResidues::of(*numerator), (SmallResidues::of(finish.P) * expected.P % m +
-                                              SmallResidues::of(finish.Q) * expected.Q % m) % m)
+                                              SmallResidues::of(finish.Q) * expected.Q % m) %
+                                                 m)
         << series.terms << " terms, coefficients " << finish.P << " " << finish.Q;
     EXPECT_EQ(SmallResidues::of(*denominator), finish.D % m * expected.Q % m);
   }
@@ -198,8 +204,7 @@ TEST_F(CommonP2B3Test, Refusals) {
   plan.size = 1000;
   CommonP2B3::SeriesRun run{series, sizing, plan, progress};
   CommonP2B3::BSR_BlockS block(run);
-  FencedScratch scratch(sizing.scratch_bytes(0, 1000, true) +
-                        sizing.result(0, 1000, true).bytes());
+  FencedScratch scratch(sizing.scratch_bytes(0, 1000, true) + sizing.result(0, 1000, true).bytes());
   AlignedBufferC rest = scratch.buffer();
   CommonP2B3::Range range = carve_range(rest, sizing.result(0, 1000, true));
   EXPECT_THROW(block.BSR_S(context(), range, 0, 1001, true, 1, rest), InvalidParametersException);

@@ -62,7 +62,8 @@ class OwnedFloat : public BigFloat {
     *static_cast<BigFloat*>(this) = BigFloat(storage_.data(), static_cast<std::uint32_t>(words));
   }
   OwnedFloat(const std::vector<Word>& words, std::int64_t exponent) : storage_(words) {
-    *static_cast<BigFloat*>(this) = BigFloat(storage_.data(), static_cast<std::uint32_t>(words.size()));
+    *static_cast<BigFloat*>(this) =
+        BigFloat(storage_.data(), static_cast<std::uint32_t>(words.size()));
     L = static_cast<std::uint32_t>(words.size());
     exp = exponent;
     sign = true;

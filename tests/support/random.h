@@ -26,9 +26,10 @@ inline std::size_t reps(std::size_t usual) {
 class Rng {
  public:
   static Rng from_environment() {
-    if (const char* text = std::getenv("NUMFORGE_SEED")) return Rng(std::strtoull(text, nullptr, 10));
-    return Rng(static_cast<std::uint64_t>(
-        std::chrono::steady_clock::now().time_since_epoch().count()));
+    if (const char* text = std::getenv("NUMFORGE_SEED"))
+      return Rng(std::strtoull(text, nullptr, 10));
+    return Rng(
+        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()));
   }
   explicit Rng(std::uint64_t seed) : seed_(seed), engine_(seed) {}
 

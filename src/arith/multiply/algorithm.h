@@ -35,8 +35,8 @@ class Algorithm {
   /// (al + bl <= n) can be formed with up to `threads` threads. Never shrinks as `n` grows.
   virtual std::size_t scratch_bytes(std::size_t n, unsigned threads) const = 0;
 
-  /// Builds what all products share for the life of the process (tables of roots). The first product
-  /// does it too; a job does it before it states its memory.
+  /// Builds what all products share for the life of the process (tables of roots). The first
+  /// product does it too; a job does it before it states its memory.
   virtual void prepare() const {}
 
   /// c[0, al + bl) = a[0, al) * b[0, bl), every word of c written, leading zeros included.

@@ -1,5 +1,5 @@
-#include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
+#include "arith/multiply/hybrid/hybrid_field.h"
 
 #include <algorithm>
 #include <cstring>
