@@ -24,8 +24,8 @@ class Progress {
   virtual void advance(double fraction) = 0;
 };
 
-/// Throws InterruptedException when the user has asked the program to stop. Cheap; long loops of
-/// the job's own thread call it often.
+/// Throws InterruptedException when the user has asked the program to stop. Cheap; long loops call
+/// it often, on any thread whose exceptions reach the job.
 void throw_if_interrupted();
 
 }  // namespace nmp

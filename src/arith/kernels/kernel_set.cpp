@@ -29,12 +29,12 @@ const KernelSet& find_kernels(std::string_view name) {
     if (name.empty() ? can_run(set) : name == set.name) {
       if (can_run(set)) return set;
       throw InvalidParametersException(
-          "nmp::find_kernels",
+          "find_kernels()",
           "This processor does not have the instructions of \"" + std::string(name) + "\".");
     }
     known += (known.empty() ? "\"" : ", \"") + std::string(set.name) + "\"";
   }
-  throw InvalidParametersException("nmp::find_kernels",
+  throw InvalidParametersException("find_kernels()",
                                    "Unknown instruction set \"" + std::string(name) +
                                        "\" in NUMFORGE_ISA. Known sets: " + known + ".");
 }

@@ -5,6 +5,7 @@
 #include "arith/multiply/algorithm_table.h"
 #include "arith/word_ops.h"
 #include "foundation/exceptions.h"
+#include "foundation/progress.h"
 #include "parallel/context.h"
 
 namespace nmp {
@@ -12,6 +13,8 @@ namespace {
 
 /// Products of this many words and more are checked against the residues of their operands.
 constexpr std::size_t kCheckedProductWords = 512;
+/// A product this long may take seconds; before it starts, the user may have asked to stop.
+constexpr std::size_t kPolledProductWords = std::size_t{1} << 16;
 /// Pieces are never cut shorter than this in all.
 constexpr std::size_t kLeastPieceProduct = 1024;
 
@@ -70,6 +73,7 @@ std::size_t multiply_scratch(const Context& context, std::size_t n) {
 void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
               std::size_t bl, AlignedBufferC scratch) {
   const Operand x{a, al}, y{b, bl};
+  if (al + bl >= kPolledProductWords) throw_if_interrupted();
   if (al + bl <= longest_piece_product(context))
     multiply_whole(context, c, x, y, scratch);
   else

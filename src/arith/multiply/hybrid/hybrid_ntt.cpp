@@ -1,10 +1,10 @@
 #include "arith/multiply/hybrid/hybrid_ntt.h"
-#include "arith/multiply/hybrid/hybrid_field.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
+#include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_transform.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "foundation/exceptions.h"
@@ -195,7 +195,7 @@ void HybridNtt::multiply(Context& context, Word* c, const Word* a, std::size_t a
                          std::size_t bl, AlignedBufferC scratch) const {
   const std::uint64_t bits = (std::uint64_t{al} + bl) * kWordBits;
   if (bits > max_size) {
-    throw LimitExceededException("nmp::HybridNtt::multiply", "The product is too long.", bits,
+    throw LimitExceededException("HybridNtt::multiply()", "The product is too long.", bits,
                                  max_size);
   }
   const Kernels* const inner = loops();

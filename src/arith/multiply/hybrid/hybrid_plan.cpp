@@ -65,7 +65,7 @@ Plan::Plan(std::uint64_t digits, std::uint64_t shorter) {
   const unsigned number = length_number(digits);
   primes = shorter <= capacity(3) ? 3 : 4;
   if (number == kLengths || shorter > capacity(4)) {
-    throw TransformTooSmallException("nmp::hybrid::Plan::Plan",
+    throw TransformTooSmallException("hybrid::Plan::Plan()",
                                      "No transform is long enough for this product.");
   }
   const std::uint64_t length = length_at(number);
