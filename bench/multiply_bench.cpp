@@ -3,8 +3,9 @@
 //
 //   multiply_bench [--framework=KEY] [options of Google Benchmark]
 //
-// Arguments are words per operand. Counters: `vs_gmp` is GMP's time over ours (above 1 we are
-// faster); `per_word_log` is our time over n log2 n, flat for an ideal transform.
+// Names are ID/words per operand: --benchmark_filter=/1024/ picks a size. Counters: `vs_gmp` is
+// GMP's time over ours (above 1 we are faster); `per_word_log` is our time over n log2 n, flat for
+// an ideal transform.
 #include <benchmark/benchmark.h>
 #include <gmp.h>
 

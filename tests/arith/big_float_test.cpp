@@ -24,7 +24,7 @@ using test::Number;
 using test::OwnedFloat;
 using test::value;
 
-class BigFloats : public ::testing::Test {
+class BigFloats : public test::ArithmeticTest {
  protected:
   static std::size_t kept(std::size_t p) { return p + kExtraPrecision; }
 
@@ -55,37 +55,37 @@ class BigFloats : public ::testing::Test {
     const Number x = read(a, p), y = read(b, p);
     const Number left = test::magnitude(x), right = test::magnitude(y);
     const auto span = static_cast<std::size_t>(std::max(a.mag(), b.mag()) - std::min(a.exp, b.exp));
-    const bool fits = span <= p;
-    OwnedFloat c(kept(p) + 1);
-    c.set_add(context, a, b, p);
-    expect(c, test::add(x, y), p, fits);
-    c.set_sub(context, a, b, p);
-    expect(c, test::add(x, test::negated(y)), p, fits);
-    c.set_uadd(context, a, b, p);
-    expect(c, test::add(left, right), p, fits);
-    const bool a_larger = compare_magnitude(a, b) >= 0;
-    a_larger ? c.set_usub(context, a, b, p) : c.set_rsub(context, a, b, p);
-    expect(c, test::magnitude(test::add(left, test::negated(right))), p, fits);
-    if (compare_magnitude(a, b) == 0 || left == right || b.is_zero()) return;
-    EXPECT_THROW(a_larger ? c.set_rsub(context, a, b, p) : c.set_usub(context, a, b, p),
-                 InvalidParametersException);
+    const auto check = [&](auto operation, const Number& exact) {
+      OwnedFloat c(kept(p) + 1);
+      (c.*operation)(context, a, b, p);
+      expect(c, exact, p, span <= p);
+    };
+    check(&BigFloat::set_add, test::add(x, y));
+    check(&BigFloat::set_sub, test::add(x, test::negated(y)));
+    check(&BigFloat::set_uadd, test::add(left, right));
+    auto larger = &BigFloat::set_usub, smaller = &BigFloat::set_rsub;
+    if (compare_magnitude(a, b) < 0) std::swap(larger, smaller);
+    check(larger, test::magnitude(test::add(left, test::negated(right))));
+    if (compare_magnitude(a, b) == 0 || left == right) return;
+    OwnedFloat wrong(kept(p) + 1);
+    EXPECT_THROW((wrong.*smaller)(context, a, b, p), InvalidParametersException);
   }
-  Context& context() { return arithmetic_.context; }
-
-  test::Arithmetic arithmetic_;
-  test::Rng rng_ = test::Rng::from_environment();
-  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
 
 TEST_F(BigFloats, Sums) {
+  test::PlainThreads threads(3);
+  Context parallel{threads, context_.products};
   for (std::size_t rep = 0; rep < test::reps(4000); ++rep) {
-    std::vector<Word> a_words = words(), b_words = words();
-    if (rep % 3 == 0) {  // alike: the tops cancel
+    const bool is_long = rep % 400 < 2;
+    const auto draw = [&] { return is_long ? rng_.words(20000 + rng_.below(20000)) : words(); };
+    std::vector<Word> a_words = draw(), b_words = rep % 2 ? draw() : words();
+    const bool alike = rep % 3 == 0, across = rep % 5 == 0;
+    if (alike) {  // the tops cancel
       const std::vector<Word> tail = b_words;
       b_words = a_words;
       b_words.insert(b_words.begin(), tail.begin(), tail.end());
     }
-    if (rep % 5 == 0) {  // 1 0 0 ... against ffff ffff ...: they cancel across a word
+    if (across) {  // 1 0 0 ... against ffff ffff ...: they cancel across a word
       std::fill(a_words.begin(), a_words.end(), 0);
       std::fill(b_words.begin() + static_cast<std::ptrdiff_t>(b_words.size() / 2), b_words.end(),
                 0xFFFFFFFF);
@@ -94,21 +94,10 @@ TEST_F(BigFloats, Sums) {
     OwnedFloat a(a_words, 0), b(b_words, 0);
     fill(a);
     fill(b);
-    if (rep % 3 == 0) b.exp = a.mag() - b.L;
-    if (rep % 5 == 0) b.exp = a.mag() - 1 - b.L;
-    check_sums(context(), a, b, rng_.size(50));
-  }
-}
-
-TEST_F(BigFloats, LongSumsWithThreads) {
-  test::PlainThreads threads(3);
-  Context parallel{threads, context().products};
-  for (std::size_t rep = 0; rep < test::reps(10); ++rep) {
-    OwnedFloat a(rng_.words(20000 + rng_.below(9)), 0);
-    OwnedFloat b(rng_.words((rep % 2 ? 0 : 30000) + rng_.size(40000)), 0);
-    a.exp = static_cast<std::int64_t>(rng_.below(30000)) - 15000;
-    b.sign = rng_.below(2) == 0;
-    check_sums(parallel, a, b, (rep % 2 ? 5000 : 30000) + rng_.size(60000));
+    if (is_long) a.exp *= 500;
+    if (alike || across) b.exp = a.mag() - across - b.L;
+    check_sums(is_long ? parallel : context_, a, b,
+               is_long ? 10000 + rng_.below(60000) : rng_.size(50));
   }
   EXPECT_GT(threads.loops(), 0u);
 }
@@ -119,17 +108,17 @@ TEST_F(BigFloats, Products) {
     fill(a);
     fill(b);
     const std::size_t p = rng_.size(60);
-    const FencedScratch scratch(BigFloat::mul_scratch(context(), p));
+    const FencedScratch scratch(BigFloat::mul_scratch(context_, p));
     const Number exact = test::multiply(read(a, p), read(b, p));
     const bool fits = a.L + b.L <= kept(p);
     // In the result's own buffer and by way of scratch.
     OwnedFloat wide(a.L + b.L), narrow(std::min<std::size_t>(kept(p), a.L + b.L));
-    wide.set_mul(context(), a, b, p, scratch.buffer());
+    wide.set_mul(context_, a, b, p, scratch.buffer());
     expect(wide, exact, p, fits);
-    narrow.set_mul(context(), a, b, p, scratch.buffer());
+    narrow.set_mul(context_, a, b, p, scratch.buffer());
     expect(narrow, exact, p, fits);
     OwnedFloat square(kept(p));
-    square.set_sqr(context(), a, p, scratch.buffer());
+    square.set_sqr(context_, a, p, scratch.buffer());
     expect(square, test::multiply(read(a, p), read(a, p)), p, 2 * a.L <= kept(p));
     if (b.L <= 2) {
       OwnedFloat small(std::min<std::size_t>(a.L, kept(p)) + b.L);
@@ -139,24 +128,38 @@ TEST_F(BigFloats, Products) {
   }
 }
 
-TEST_F(BigFloats, WordsAndPowersOfTwo) {
+TEST_F(BigFloats, WordsInPlaceAndNot) {
   for (std::size_t rep = 0; rep < test::reps(1500); ++rep) {
     OwnedFloat a(words(), 0);
     fill(a);
     const std::size_t p = rng_.size(60);
     const Word w = std::max<Word>(1, rng_.words(1)[0] >> rng_.below(32));
-    OwnedFloat c(std::min<std::size_t>(a.L, kept(p)) + 1), d(a.L + 1);
+    OwnedFloat c(std::min<std::size_t>(a.L, kept(p)) + 1);
     c.set_mul_uW(a, w, p);
     expect(c, test::multiply(read(a, p), Number{false, {w}, 0}), p, a.L < kept(p));
-    d.set_BigFloat(a, a.L);
-    d.mul_uW(w);
-    expect(d, test::multiply(value(a), Number{false, {w}, 0}), a.L, true);
+
+    const auto in_place = [&](const Number& exact, auto operation) {
+      OwnedFloat d(a.L + 1);
+      d.set_BigFloat(a, a.L);
+      d.sign = true;
+      operation(d);
+      expect(d, exact, a.L, true);
+    };
+    const Number x = test::magnitude(value(a));
+    in_place(test::multiply(x, Number{false, {w}, 0}), [&](BigFloat& d) { d.mul_uW(w); });
     const std::int64_t bits = static_cast<std::int64_t>(rng_.below(400)) - 200;
     const std::int64_t whole = (bits + 320) / 32 - 10;
-    d.set_BigFloat(a, a.L);
-    d.mp2(bits);
-    expect(d, test::multiply(value(a), Number{false, {1u << (bits - 32 * whole)}, whole}), a.L,
-           true);
+    in_place(test::multiply(x, Number{false, {1u << (bits - 32 * whole)}, whole}),
+             [&](BigFloat& d) { d.mp2(bits); });
+    // A carry through a top of ones.
+    std::fill(a.T + rng_.below(a.L), a.T + a.L, 0xFFFFFFFF);
+    const auto at = static_cast<std::int64_t>(rng_.below(a.L));
+    const Number y = test::magnitude(value(a));
+    in_place(test::add(y, test::number(false, {w % 3}, a.exp + at)),
+             [&](BigFloat& d) { d.add_ip(w % 3, a.exp + at); });
+    in_place(test::add(y, Number{false, {1}, a.mag()}), [&](BigFloat& d) { d.add_ip(1, a.mag()); });
+    in_place(test::add(y, Number{false, {1}, a.exp + at}),
+             [&](BigFloat& d) { d.purturb_up(static_cast<std::size_t>(at)); });
   }
 }
 
@@ -189,85 +192,48 @@ TEST_F(BigFloats, QuotientsMultiplyBack) {
 }
 
 TEST_F(BigFloats, Doubles) {
-  OwnedFloat one(3);
-  one.set_double(1.0);
-  EXPECT_EQ(std::vector<Word>(one.T, one.T + one.L), (std::vector<Word>{0, 0, 1}));
-  EXPECT_EQ(one.exp, -2);
-  EXPECT_TRUE(one.sign);
-  OwnedFloat none(0);
-  for (double zero : {0.0, -0.0}) {
-    none.set_double(zero);
-    EXPECT_TRUE(none.is_zero() && !none.sign && none.exp == 0);
-  }
-  // e = -32, a whole number of words: two words are enough.
-  OwnedFloat two(2);
+  // Two words are enough for a whole number of words, else three.
+  OwnedFloat two(2), three(3), none(0);
   two.set_double(-(0x1p20 + 0x1p-32));
   EXPECT_EQ(value(two), (Number{true, {1, 0x100000}, -1}));
   expect_too_small(2, 3, [&] { two.set_double(1.0); });
-  expect_fault<InvalidParametersException>(
-      "BigFloat::set_double()", "The value is not finite.",
-      [&] { one.set_double(std::numeric_limits<double>::infinity()); });
-  for (double x : {0.1, -1e300, 4.9406564584124654e-324, 2.2250738585072014e-308, 1e-310, 123456.0,
+  none.set_double(-0.0);
+  EXPECT_TRUE(none.is_zero() && !none.sign && none.exp == 0);
+  for (double x : {1.0, 0.1, -1e300, 4.9406564584124654e-324, 2.2250738585072014e-308, 123456.0,
                    0x1.fffffffffffffp1023}) {
-    one.set_double(x, 7);
+    three.set_double(x, 7);
     std::int64_t exponent = 0;
-    const double mantissa = one.to_double(&exponent);
+    const double mantissa = three.to_double(&exponent);
     // The mantissa lies in [1, 2^32): no subnormal comes in between.
     EXPECT_EQ(std::ldexp(mantissa, static_cast<int>(32 * (exponent - 7))), x);
   }
 }
 
-TEST_F(BigFloats, AddingAWordInPlace) {
-  for (std::size_t rep = 0; rep < test::reps(1000); ++rep) {
-    std::vector<Word> a = words();
-    const std::size_t n = a.size(), ones = rng_.below(n + 1);
-    std::fill(a.begin() + static_cast<std::ptrdiff_t>(n - ones), a.end(), 0xFFFFFFFF);
-    a.push_back(0);  // room
-    OwnedFloat x(a, -3);
-    x.L = static_cast<std::uint32_t>(n);
-    const Number before = value(x);
-    const std::size_t at = rng_.below(n + 1);
-    const Word w = static_cast<Word>(rng_.below(3));
-    x.add_ip(w, -3 + static_cast<std::int64_t>(at));
-    expect(x, test::add(before, test::number(false, {w}, static_cast<std::int64_t>(at) - 3)), n,
-           true);
-    std::copy(a.begin(), a.end(), x.T);
-    x.L = static_cast<std::uint32_t>(n);
-    x.purturb_up(at % n);
-    expect(x, test::add(before, Number{false, {1}, static_cast<std::int64_t>(at % n) - 3}), n,
-           true);
-  }
-}
-
 TEST_F(BigFloats, Faults) {
-  OwnedFloat a({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}, 2), c(2), zero(1);
+  OwnedFloat a({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}, 2), c(2), zero(1), b({1, 2, 0}, 0);
+  const auto refuse = [](const char* function, const char* message, auto body) {
+    expect_fault<StringException>(std::string("BigFloat::") + function, message, body);
+  };
   const char* const range = "BigFloat::add_ip(): Magnitude is out of range.";
-  for (std::int64_t position : {1, 6})
-    expect_fault<InvalidParametersException>("BigFloat::add_ip()", range,
-                                             [&] { a.add_ip(1, position); });
-  expect_fault<InvalidParametersException>("BigFloat::add_ip()", range, [&] { zero.add_ip(1, 0); });
-  expect_fault<InvalidParametersException>("BigFloat::purturb_up()", "Index is out of range.",
-                                           [&] { a.purturb_up(3); });
-  expect_fault<ArithmeticException>("BigFloat::set_div_sW()", "Divide by zero.",
-                                    [&] { c.set_div_sW(a, 0, 5); });
-  expect_fault<InvalidParametersException>("BigFloat::set_mul_small()", "The factor is too long.",
-                                           [&] { c.set_mul_small(a, a, 5); });
+  refuse("add_ip()", range, [&] { a.add_ip(1, 1); });
+  refuse("add_ip()", range, [&] { a.add_ip(1, 6); });
+  refuse("add_ip()", range, [&] { zero.add_ip(1, 0); });
+  refuse("purturb_up()", "Index is out of range.", [&] { a.purturb_up(3); });
+  refuse("set_div_sW()", "Divide by zero.", [&] { c.set_div_sW(a, 0, 5); });
+  refuse("set_double()", "The value is not finite.", [&] { c.set_double(HUGE_VAL); });
+  refuse("set_mul_small()", "The factor is too long.", [&] { c.set_mul_small(a, a, 5); });
+  refuse("check_normalization()", "BigFloat::check_normalization(): Top word is zero.",
+         [&] { b.check_normalization(); });
   expect_too_small(3, 4, [&] { a.add_ip(1, 2); });
   expect_too_small(2, 3, [&] { c.set_BigFloat(a, 1); });
-  expect_too_small(2, 4, [&] { c.set_uadd(context(), a, a, 1); });
-  expect_too_small(2, 3, [&] { c.set_usub(context(), a, a, 1); });
+  expect_too_small(2, 4, [&] { c.set_uadd(context_, a, a, 1); });
+  expect_too_small(2, 3, [&] { c.set_usub(context_, a, a, 1); });
   expect_too_small(2, 7, [&] { c.set_div_sW(a, 3, 5); });
   expect_too_small(2, 3, [&] { c.set_mul_uW(a, 2, 5); });
   expect_too_small(2, 5, [&] { c.set_mul_small(a, OwnedFloat({1, 2}, 0), 5); });
-  const FencedScratch scratch(BigFloat::mul_scratch(context(), 5));
-  expect_too_small(2, 6, [&] { c.set_mul(context(), a, a, 5, scratch.buffer()); });
-  EXPECT_THROW(c.set_mul(context(), a, a, 0, {}), BufferTooSmallException);
-  expect_too_small(3, 4, [&] { a.purturb_up(0); });
-  OwnedFloat b({1, 2, 0}, 0);
-  expect_fault<AlgorithmFailedException>("BigFloat::check_normalization()",
-                                         "BigFloat::check_normalization(): Top word is zero.",
-                                         [&] { b.check_normalization(); });
-  EXPECT_EQ(OwnedFloat({0x12, 0xAB}, 4).dump(), "sign = 1\nmag = 6\nexp = 4\n000000ab 00000012\n");
+  const FencedScratch scratch(BigFloat::mul_scratch(context_, 5));
+  expect_too_small(2, 6, [&] { c.set_mul(context_, a, a, 5, scratch.buffer()); });
+  EXPECT_THROW(c.set_mul(context_, a, a, 0, {}), BufferTooSmallException);
 }
 
 }  // namespace

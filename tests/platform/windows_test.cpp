@@ -63,10 +63,10 @@ TEST(Windows, CrashesAreReportedAndDumped) {
               output.npos)
         << output;
     EXPECT_EQ(output.find("an unfinished line") != output.npos, body == "Fault");
-    bool dumped = false;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-      dumped = dumped || test::contents(entry.path().string()).starts_with("MDMP");
-    EXPECT_TRUE(dumped);
+    std::string dumps;
+    for (const std::string& name : test::names_in(folder.path()))
+      if (name.ends_with(".dmp")) dumps += test::contents(folder / name).substr(0, 4);
+    EXPECT_EQ(dumps, "MDMP");
   }
 }
 
@@ -83,9 +83,6 @@ TEST(Windows, PathsThatAreNoTextAreRefused) {
   File file;
   EXPECT_EQ(file.create("\xff\xfe"), ERROR_NO_UNICODE_TRANSLATION);
   EXPECT_EQ(to_utf8(to_wide("\xf0\x9d\x94\x98 \xcf\x80")), "\xf0\x9d\x94\x98 \xcf\x80");
-  EXPECT_EQ(set_priority(-9), 0);
-  EXPECT_EQ(GetPriorityClass(GetCurrentProcess()), DWORD{IDLE_PRIORITY_CLASS});
-  EXPECT_EQ(set_priority(0), 0);
 }
 
 }  // namespace

@@ -1,21 +1,21 @@
-// The engine is tested on a series of its own, against the recurrence modulo other primes and
-// against itself at a higher precision.
+// The engine is tested on a series of its own, against sums with the slow reference.
 #include "series/common_p2b3.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 
 #include "arith/hash61.h"
-#include "foundation/exceptions.h"
 #include "support/arithmetic.h"
+#include "support/faults.h"
 #include "support/random.h"
+#include "support/reference.h"
 
 namespace nmp::BinarySplitting {
 namespace {
 
 using test::FencedScratch;
+using test::Number;
 using test::OwnedFloat;
 
 class Silence : public Progress {
@@ -69,50 +69,41 @@ class SampleSeries : public Series {
   std::uint64_t broken_term = 0;
 };
 
-/// P and Q modulo a prime that the program does not use, term by term.
-struct SmallResidues {
-  static constexpr std::uint64_t kModulus = 4294967291u;
-  std::uint64_t P = 0, Q = 1, R = 1;
-  explicit SmallResidues(std::uint64_t terms) {
-    for (std::uint64_t k = 1; k <= terms; ++k) {
-      const auto sign = [&](std::uint64_t x) { return (k % 2 ? kModulus - x : x) % kModulus; };
-      const std::uint64_t q = (7 * k * k + 100) % kModulus;
-      P = (P * q % kModulus + R * sign(5 * k + 1) % kModulus) % kModulus;
-      Q = Q * q % kModulus;
-      R = R * sign(3 * k - 1) % kModulus;
-    }
-  }
-  static std::uint64_t of(const BigFloat& x) {
-    std::uint64_t r = 0;
-    for (std::uint32_t i = x.L; i-- > 0;) r = ((r << 32) + x.T[i]) % kModulus;
-    for (std::int64_t e = 0; e < x.exp; ++e) r = (r << 32) % kModulus;
-    return x.sign || r == 0 ? r : kModulus - r;
-  }
-  static std::uint64_t of(std::int64_t x) {
-    const auto m = static_cast<std::int64_t>(kModulus);
-    return static_cast<std::uint64_t>((x % m + m) % m);
-  }
-};
+Number number_of(std::int64_t x) {
+  const std::uint64_t u = x < 0 ? 0 - static_cast<std::uint64_t>(x) : static_cast<std::uint64_t>(x);
+  return test::number(x < 0, {static_cast<Word>(u), static_cast<Word>(u >> 32)}, 0);
+}
 
-class CommonP2B3Test : public ::testing::Test {
+class CommonP2B3Test : public test::ArithmeticTest {
  protected:
   /// Sums the series at a precision of `target` words, in exactly the memory that it asks for.
   void sum(const Series& series, std::size_t target) {
-    CommonP2B3::PSR_SeriesS run(context(), series, target);
-    numerator = std::make_unique<OwnedFloat>(run.result_words());
-    denominator = std::make_unique<OwnedFloat>(run.result_words());
+    CommonP2B3::PSR_SeriesS run(context_, series, target);
+    OwnedFloat n(run.result_words()), d(run.result_words());
     FencedScratch scratch(run.scratch_bytes());
     blocks = run.plan().blocks.size();
     progress.fraction = 0;
-    run.run(*numerator, *denominator, progress, scratch.buffer());
+    run.run(n, d, progress, scratch.buffer());
     EXPECT_EQ(progress.depth, 0) << "the trail is not back where it began";
+    EXPECT_LE(n.L, target + kExtraPrecision);
+    numerator = test::value(n);
+    denominator = test::value(d);
   }
-  Context& context() { return arithmetic_.context; }
+  /// coefP P + coefQ Q and coefD Q, term by term.
+  static std::pair<Number, Number> exact(const Series& series) {
+    Number P, Q = number_of(1), R = Q;
+    for (std::int64_t k = 1; k <= static_cast<std::int64_t>(series.terms); ++k) {
+      const std::int64_t sign = k % 2 ? -1 : 1, q = 7 * k * k + 100;
+      P = add(multiply(P, number_of(q)), multiply(R, number_of(sign * (5 * k + 1))));
+      Q = multiply(Q, number_of(q));
+      R = multiply(R, number_of(sign * (3 * k - 1)));
+    }
+    return {add(multiply(P, number_of(series.coefP)), multiply(Q, number_of(series.coefQ))),
+            multiply(Q, number_of(static_cast<std::int64_t>(series.coefD)))};
+  }
 
-  test::Arithmetic arithmetic_;
-  test::Rng rng_ = test::Rng::from_environment();
   Silence progress;
-  std::unique_ptr<OwnedFloat> numerator, denominator;
+  Number numerator, denominator;
   std::size_t blocks = 0;
 };
 
@@ -124,49 +115,34 @@ TEST_F(CommonP2B3Test, ExactSumsAndCoefficients) {
                    {-1, 1, 1},
                    {5, -5, 7},
                    {3, 0, 9},
-                   {-2, 1103, 9801},
                    {1, 13591409, 4270934400},
                    {6'000'000'000, -1, 5'000'000'000}};
-  for (std::size_t rep = 0; rep < test::reps(100); ++rep) {
+  for (std::size_t rep = 0; rep < test::reps(60); ++rep) {
     const auto& finish = kFinishes[rep % std::size(kFinishes)];
     SampleSeries series(rng_.size(3000));
     series.coefP = finish.P;
     series.coefQ = finish.Q;
     series.coefD = finish.D;
     sum(series, 5000);
-    const SmallResidues expected(series.terms);
-    constexpr std::uint64_t m = SmallResidues::kModulus;
-    EXPECT_EQ(SmallResidues::of(*numerator), (SmallResidues::of(finish.P) * expected.P % m +
-                                              SmallResidues::of(finish.Q) * expected.Q % m) %
-                                                 m)
+    const auto [n, d] = exact(series);
+    ASSERT_TRUE(numerator == n && denominator == d)
         << series.terms << " terms, coefficients " << finish.P << " " << finish.Q;
-    EXPECT_EQ(SmallResidues::of(*denominator), finish.D % m * expected.Q % m);
   }
 }
 
 TEST_F(CommonP2B3Test, TruncatedSumsKeepTheirPrecision) {
   SampleSeries series(4001);
   series.coefQ = 3;
-  sum(series, 9000);
-  ASSERT_EQ(blocks, 1u);
+  const auto [n, d] = exact(series);
+  const auto mag = [](const Number& x) {
+    return x.exp + static_cast<std::int64_t>(x.words.size());
+  };
   for (const std::size_t target : {200u, 333u, 512u, 1000u, 2000u}) {
-    const auto exact_numerator = std::move(numerator), exact_denominator = std::move(denominator);
     sum(series, target);
     EXPECT_GT(blocks, 1u);
-    EXPECT_LE(numerator->L, target + kExtraPrecision);
-    // n/d - N/D, as n D - N d over d D
-    const std::size_t longest = exact_numerator->L + target + 8;
-    OwnedFloat left(longest), right(longest), difference(longest + 8);
-    FencedScratch scratch(BigFloat::mul_scratch(context(), longest));
-    left.set_mul(context(), *numerator, *exact_denominator, longest, scratch.buffer());
-    right.set_mul(context(), *exact_numerator, *denominator, longest, scratch.buffer());
-    difference.set_sub(context(), left, right, longest);
-    ASSERT_FALSE(difference.is_zero());
-    EXPECT_LT(difference.mag() - left.mag(), -static_cast<std::int64_t>(target));
-    numerator = std::make_unique<OwnedFloat>(exact_numerator->L + 1);
-    denominator = std::make_unique<OwnedFloat>(exact_denominator->L + 1);
-    numerator->set_BigFloat(*exact_numerator, longest);
-    denominator->set_BigFloat(*exact_denominator, longest);
+    const Number left = multiply(numerator, d);
+    const Number error = add(left, test::negated(multiply(n, denominator)));
+    EXPECT_LT(mag(error) - mag(left), -static_cast<std::int64_t>(target));
   }
 }
 
@@ -199,19 +175,26 @@ TEST_F(CommonP2B3Test, AnnouncesItsSteps) {
 
 TEST_F(CommonP2B3Test, Refusals) {
   SampleSeries series(2000);
-  const CommonP2B3::Sizing sizing(context(), series, 5000);
+  const CommonP2B3::Sizing sizing(context_, series, 5000);
   CommonP2B3::Plan plan;
   plan.size = 1000;
   CommonP2B3::SeriesRun run{series, sizing, plan, progress};
-  CommonP2B3::BSR_BlockS block(run);
-  FencedScratch scratch(sizing.scratch_bytes(0, 1000, true) + sizing.result(0, 1000, true).bytes());
-  AlignedBufferC rest = scratch.buffer();
-  CommonP2B3::Range range = carve_range(rest, sizing.result(0, 1000, true));
-  EXPECT_THROW(block.BSR_S(context(), range, 0, 1001, true, 1, rest), InvalidParametersException);
-  EXPECT_THROW(block.BSR_S(context(), range, 0, 1000, true, 2, rest), InvalidParametersException);
-  EXPECT_THROW(block.BSR_S(context(), range, 0, 1000, true, 1, AlignedBufferC()),
-               LimitExceededException);
-  EXPECT_NO_THROW(block.BSR_S(context(), range, 0, 1000, true, 1, rest));
+  const CommonP2B3::Sizing::Words words = sizing.result(0, 1000, true);
+  const FencedScratch scratch(sizing.scratch_bytes(0, 1000, true) + words.bytes());
+  const auto refuse = [&](auto exception, const char* message, std::uint64_t terms, unsigned tds,
+                          bool room) {
+    test::expect_fault<decltype(exception)>(
+        "BinarySplitting::CommonP2B3::BSR_BlockS::BSR_S()", message, [&] {
+          AlignedBufferC rest = scratch.buffer();
+          CommonP2B3::Range range = carve_range(rest, words);
+          CommonP2B3::BSR_BlockS(run).BSR_S(context_, range, 0, terms, true, tds,
+                                            room ? rest : AlignedBufferC());
+        });
+  };
+  using Invalid = InvalidParametersException;
+  refuse(Invalid(), "Size exceeded for plan.", 1001, 1, true);
+  refuse(Invalid(), "Attempted to run with a larger tds than the plan supports.", 1000, 2, true);
+  refuse(LimitExceededException(), "Unable to fit even 100 terms in memory.", 99, 1, false);
 }
 
 }  // namespace

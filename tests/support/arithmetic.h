@@ -11,6 +11,7 @@
 #include "arith/big_float.h"
 #include "arith/multiply/algorithm_table.h"
 #include "parallel/context.h"
+#include "support/random.h"
 
 namespace nmp::test {
 
@@ -28,6 +29,13 @@ class Arithmetic {
 
  public:
   Context context;
+};
+
+/// A test with random operands and such a context.
+class ArithmeticTest : public RandomTest {
+ protected:
+  Arithmetic arithmetic_;
+  Context& context_ = arithmetic_.context;
 };
 
 /// Scratch of just the promised size, filled with garbage, with a fence behind it that is checked
@@ -55,25 +63,30 @@ class FencedScratch {
   unsigned char* begin_;
 };
 
-/// A BigFloat with words of its own.
-class OwnedFloat : public BigFloat {
+/// A BigFloat or ExactFloat with words of its own, free ones `below` and `above` its value.
+template <typename Float>
+class Owned : public Float {
  public:
-  explicit OwnedFloat(std::size_t words) : storage_(words, 0xDEADBEEF) {
-    *static_cast<BigFloat*>(this) = BigFloat(storage_.data(), static_cast<std::uint32_t>(words));
+  explicit Owned(std::size_t words) : storage_(words, 0xDEADBEEF) {
+    *static_cast<Float*>(this) = Float(storage_.data(), static_cast<std::uint32_t>(words));
   }
-  OwnedFloat(const std::vector<Word>& words, std::int64_t exponent) : storage_(words) {
-    *static_cast<BigFloat*>(this) =
-        BigFloat(storage_.data(), static_cast<std::uint32_t>(words.size()));
-    L = static_cast<std::uint32_t>(words.size());
-    exp = exponent;
-    sign = true;
+  Owned(const std::vector<Word>& words, std::int64_t exponent, bool positive = true,
+        std::size_t below = 0, std::size_t above = 0)
+      : Owned(below + words.size() + above) {
+    this->T += below;
+    std::copy(words.begin(), words.end(), this->T);
+    this->L = static_cast<std::uint32_t>(words.size());
+    this->exp = exponent;
+    this->sign = positive;
+    if constexpr (requires { this->hash; }) this->hash = this->computed_hash();
   }
-  OwnedFloat(const OwnedFloat&) = delete;
-  OwnedFloat& operator=(const OwnedFloat&) = delete;
-  OwnedFloat(OwnedFloat&&) = default;  // the words stay where they are
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  Owned(Owned&&) = default;  // the words stay where they are
 
  private:
   std::vector<Word> storage_;
 };
+using OwnedFloat = Owned<BigFloat>;
 
 }  // namespace nmp::test

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,7 +15,7 @@
 
 namespace nmp::test {
 
-enum class Channel { kPipe, kClosed, kTerminal };
+enum class Channel { kPipe, kTerminal };
 
 struct ChildResult {
   int exit_code = -1;  ///< or -1 when a signal ended it
@@ -47,10 +46,6 @@ class Child {
       ::dup2(in[0], STDIN_FILENO);
       ::dup2(out[1], STDOUT_FILENO);
       for (int descriptor = 3; descriptor < 64; ++descriptor) ::close(descriptor);
-      if (channel == Channel::kClosed) {
-        ::close(STDIN_FILENO);
-        ::close(STDOUT_FILENO);
-      }
       ::_exit(body());
     }
     if (in[0] != -1) ::close(in[0]);
@@ -72,8 +67,6 @@ class Child {
     if (::write(input_, text.data(), text.size()) < 0) std::abort();
   }
   void end_input() { ::close(std::exchange(input_, -1)); }
-  /// Nobody reads what the child prints any more.
-  void stop_reading() { ::close(std::exchange(output_, -1)); }
   /// Waits until the child has printed `text` (or has ended).
   bool wait_for(const std::string& text) {
     while (result_.output.find(text) == std::string::npos)
@@ -81,15 +74,14 @@ class Child {
     return true;
   }
   ChildResult finish() {
-    while (output_ != -1 && read_some()) {
+    while (read_some()) {
     }
     int status = 0;
     ::waitpid(std::exchange(process_, -1), &status, 0);
     if (WIFEXITED(status)) result_.exit_code = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result_.signal = WTERMSIG(status);
-    const bool same = input_ == output_;
-    if (input_ != -1) ::close(input_);
-    if (output_ != -1 && !same) ::close(output_);
+    ::close(output_);
+    if (input_ != -1 && input_ != output_) ::close(input_);
     return result_;
   }
 

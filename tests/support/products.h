@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "arith/multiply/algorithm.h"
 #include "support/arithmetic.h"
 #include "support/reference.h"
 
@@ -27,27 +26,12 @@ template <typename Multiply>
 Words fenced_product(const Words& a, const Words& b, std::size_t scratch_bytes,
                      const Multiply& multiply) {
   constexpr std::uint32_t kGuard = 0xFEEDFACE;
-  const std::size_t n = a.size() + b.size();
-  Words c(n + 2, 0xDEADBEEF);
-  c.front() = c.back() = kGuard;
+  Words c(a.size() + b.size() + 2, kGuard);
   const FencedScratch scratch(scratch_bytes);
   multiply(c.data() + 1, a.data(), a.size(), b.data(), b.size(), scratch.buffer());
   EXPECT_EQ(c.front(), kGuard);
   EXPECT_EQ(c.back(), kGuard);
   return Words(c.begin() + 1, c.end() - 1);
-}
-
-inline Words product_by(Context& context, const Algorithm& algorithm, const Words& a,
-                        const Words& b) {
-  return fenced_product(a, b,
-                        algorithm.scratch_bytes(a.size() + b.size(), context.threads.threads()),
-                        [&](auto... arguments) { algorithm.multiply(context, arguments...); });
-}
-
-/// Runs `check` on one operand given twice: a square by address.
-template <typename Check>
-void check_square(const Words& a, const Check& check) {
-  check(a, a);
 }
 
 inline std::uint64_t residue(const Words& a, std::uint64_t prime_below_2_32) {
@@ -58,8 +42,7 @@ inline std::uint64_t residue(const Words& a, std::uint64_t prime_below_2_32) {
 
 inline void expect_product_modulo_primes(const Words& c, const Words& a, const Words& b) {
   for (const std::uint64_t p : {4294967291ull, 4294967279ull, 2147483647ull})
-    ASSERT_EQ(residue(c, p), residue(a, p) * residue(b, p) % p)
-        << a.size() << " x " << b.size() << " words modulo " << p;
+    ASSERT_EQ(residue(c, p), residue(a, p) * residue(b, p) % p) << "modulo " << p;
 }
 
 }  // namespace nmp::test

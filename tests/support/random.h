@@ -4,6 +4,8 @@
 // NUMFORGE_TEST_SCALE=x multiplies the number of repetitions.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -62,6 +64,13 @@ class Rng {
  private:
   std::uint64_t seed_;
   std::mt19937_64 engine_;
+};
+
+/// A test with random operands; its failures name the seed.
+class RandomTest : public ::testing::Test {
+ protected:
+  Rng rng_ = Rng::from_environment();
+  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
 
 }  // namespace nmp::test

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 
 namespace nmp::test {
@@ -28,14 +29,19 @@ class TempFolder {
   std::string path() const { return folder_.string(); }
   /// The path of `name` in the folder.
   std::string operator/(const std::string& name) const { return path() + "/" + name; }
-  std::size_t entries() const {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(folder_), {}));
-  }
 
  private:
   std::filesystem::path folder_;
 };
+
+/// What lies in a folder; nothing where there is none.
+inline std::set<std::string> names_in(const std::string& folder) {
+  std::set<std::string> names;
+  std::error_code missing;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, missing))
+    names.insert(entry.path().filename().string());
+  return names;
+}
 
 inline std::string contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
