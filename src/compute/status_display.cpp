@@ -10,6 +10,7 @@ namespace numforge {
 namespace {
 
 constexpr auto kBetweenUpdates = std::chrono::milliseconds(200);
+constexpr std::size_t kLabelWidth = 32;
 /// An estimate of what is left is only shown once there is something to base it on.
 constexpr double kLeastFraction = 0.02, kLeastSeconds = 1;
 
@@ -67,8 +68,9 @@ void StatusDisplay::end_step() {
   if (label_.empty()) return;
   nmp::console::clear_line();
   const double took = seconds(Clock::now() - step_start_);
+  label_.resize(std::max(label_.size() + 1, kLabelWidth), ' ');
   nmp::console::print(label_);
-  nmp::console::print_line('T', " " + nmp::duration(took));
+  nmp::console::print_line('T', nmp::duration(took));
   label_.clear();
 }
 
