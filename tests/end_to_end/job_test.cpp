@@ -90,7 +90,7 @@ TEST(Job, NeedsTheMemoryThatItStates) {
     EXPECT_NEAR(used / needed, 1, 0.05) << job;
     EXPECT_LT(used, 200e6);
     if (job.ends_with("-reduced")) {
-      EXPECT_LT(used, 0.8 * usual) << job;
+      EXPECT_LT(used, 0.85 * usual) << job;
     }
     usual = used;
   }
