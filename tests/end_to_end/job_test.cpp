@@ -162,7 +162,8 @@ TEST(Job, LeavesOnlyWholeFilesOnAFullDisk) {
 }
 
 TEST(Job, ShowsALiveStatusOnATerminal) {
-  Child child(nmp::test::program({NF_PROGRAM, "pause:-2", "custom", "pi", "-dec:5m", "-od:0"}),
+  Child child(nmp::test::program({NF_PROGRAM, "pause:-2", "custom", "pi",
+                                  nmp::test::scale() < 1 ? "-dec:100k" : "-dec:5m", "-od:0"}),
               nmp::test::Channel::kTerminal);
   const ChildResult run = child.finish();
   EXPECT_EQ(run.exit_code, 0);
