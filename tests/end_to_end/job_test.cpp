@@ -168,6 +168,7 @@ TEST(Job, LeavesOnlyWholeFilesOnAFullDisk) {
 }
 
 TEST(Job, ShowsALiveStatusOnATerminal) {
+  if (!nmp::test::has_terminals()) GTEST_SKIP() << "no pseudo-terminals here";
   Child child(nmp::test::program({NF_PROGRAM, "pause:-2", "custom", "pi",
                                   nmp::test::scale() < 1 ? "-dec:100k" : "-dec:5m", "-od:0"}),
               nmp::test::Channel::kTerminal);

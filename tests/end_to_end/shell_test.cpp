@@ -116,6 +116,7 @@ TEST(Shell, NoticesThatNobodyCouldReadTheOutput) {
 }
 
 TEST(ShellOnATerminal, IsColouredUnlessAskedNotToBe) {
+  if (!nmp::test::has_terminals()) GTEST_SKIP() << "no pseudo-terminals here";
   const auto menu = [](const std::vector<std::string>& words) {
     const auto with_colors = [] {
       ::setenv("TERM", "xterm", 1);
@@ -135,6 +136,7 @@ TEST(ShellOnATerminal, IsColouredUnlessAskedNotToBe) {
 }
 
 TEST(ShellOnATerminal, PausesAsTheRuleSays) {
+  if (!nmp::test::has_terminals()) GTEST_SKIP() << "no pseudo-terminals here";
   struct Case {
     std::vector<std::string> words;
     bool pauses;

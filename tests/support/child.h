@@ -23,6 +23,13 @@ struct ChildResult {
   std::string output;
 };
 
+/// Whether this system gives out pseudo-terminals; a bare root without /dev/pts does not.
+inline bool has_terminals() {
+  const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+  if (master != -1) ::close(master);
+  return master != -1;
+}
+
 class Child {
  public:
   /// The child exits with the function's result, and by SIGALRM when it hangs.
