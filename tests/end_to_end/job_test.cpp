@@ -169,12 +169,14 @@ TEST(Job, LeavesOnlyWholeFilesOnAFullDisk) {
 
 TEST(Job, ShowsALiveStatusOnATerminal) {
   if (!nmp::test::has_terminals()) GTEST_SKIP() << "no pseudo-terminals here";
+  // A job under a sanitizer is a short one, which may be over before its first percentage.
+  const bool slow = nmp::test::scale() < 1;
   Child child(nmp::test::program({NF_PROGRAM, "pause:-2", "custom", "pi",
-                                  nmp::test::scale() < 1 ? "-dec:100k" : "-dec:5m", "-od:0"}),
+                                  slow ? "-dec:100k" : "-dec:5m", "-od:0"}),
               nmp::test::Channel::kTerminal);
   const ChildResult run = child.finish();
   EXPECT_EQ(run.exit_code, 0);
-  EXPECT_THAT(run.output, HasSubstr("%  Elapsed: "));
+  EXPECT_THAT(run.output, HasSubstr(slow ? "Elapsed: " : "%  Elapsed: "));
 }
 
 }  // namespace
