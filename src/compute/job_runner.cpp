@@ -230,13 +230,6 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
 
 }  // namespace
 
-std::uint64_t memory_needs(const Job& job) {
-  Run run(job);
-  const std::uint64_t bytes = run.block_bytes();
-  require_memory(job, bytes);
-  return bytes;
-}
-
 void run_job(Job job) {
   settle_output_format(job);
   validate(job);
