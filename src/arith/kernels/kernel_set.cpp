@@ -10,9 +10,11 @@
 namespace nmp {
 namespace {
 
+constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2;
 constexpr KernelSet kSets[] = {
-    {"avx2", platform::kAvx2 | platform::kFma | platform::kBmi2, &hybrid::kKernelsAvx2},
-    {"generic", 0, nullptr},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, nullptr},
+    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr},
+    {"generic", 0, nullptr, nullptr},
 };
 
 bool can_run(const KernelSet& set) {

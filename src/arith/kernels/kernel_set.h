@@ -6,6 +6,9 @@
 
 namespace nmp {
 
+namespace fft {
+struct Kernels;
+}
 namespace hybrid {
 struct Kernels;
 }
@@ -13,9 +16,10 @@ struct Kernels;
 /// Inner loops that are all compiled for the same instructions. A null table means that the set has
 /// none of its own and the operation takes its portable way. Every set gives the same words.
 struct KernelSet {
-  const char* name;               ///< what NUMFORGE_ISA accepts: "generic", "avx2"
+  const char* name;               ///< what NUMFORGE_ISA accepts: "generic", "avx2", "avx512"
   unsigned needs;                 ///< platform::Feature bits, every one of them required
   const hybrid::Kernels* hybrid;  ///< loops of the hybrid NTT
+  const fft::Kernels* fft;        ///< loops of the floating-point FFT
 };
 
 /// All sets, best first; the last one runs anywhere.

@@ -10,6 +10,9 @@
 
 namespace nmp {
 
+class Spectra;
+struct SpectrumShape;
+
 /// One registered way to multiply. Instances live for the whole process and hold no state that
 /// changes, so any thread may use them.
 class Algorithm {
@@ -45,6 +48,16 @@ class Algorithm {
   /// BufferTooSmallException when `scratch` is smaller than promised. Same words for any context.
   virtual void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
                         std::size_t bl, AlignedBufferC scratch) const = 0;
+
+  /// What spectrum.h offers, of this algorithm; an algorithm without transforms keeps these.
+  virtual Spectra* make_spectra(Context& /*context*/, const SpectrumShape& /*shape*/,
+                                AlignedBufferC& /*memory*/) const {
+    return nullptr;
+  }
+  virtual std::size_t spectra_bytes(const SpectrumShape& /*shape*/, unsigned /*threads*/) const {
+    return 0;
+  }
+  virtual std::size_t spectrum_bytes(const SpectrumShape& /*shape*/) const { return 0; }
 };
 
 }  // namespace nmp

@@ -55,8 +55,16 @@ class AlgorithmTable {
   /// Bytes of scratch for any product of at most n words, by whichever entries it may use. Never
   /// shrinks as n grows.
   std::size_t scratch_bytes(std::uint64_t n, unsigned threads) const;
+  /// The same for plans of transforms up to this shape, and for one spectrum of such a plan.
+  std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) const;
+  std::size_t spectrum_bytes(const SpectrumShape& shape) const;
 
  private:
+  /// The largest size(algorithm, words) of the entries that lengths up to n may use, `words` being
+  /// the longest that an entry gets.
+  template <typename Size>
+  std::size_t most(std::uint64_t n, const Size& size) const;
+
   struct Entry {
     std::uint64_t threshold;  ///< words
     const Algorithm* algorithm;
