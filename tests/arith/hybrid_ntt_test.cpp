@@ -45,7 +45,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         Context context{pool, table};
         const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
-        const hybrid::Need need = hybrid::Transform::need(plan, false);
+        const hybrid::Need need = hybrid::Transform::need(plan, 1);
         const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
                                           (plan.primes + 1) *
                                               carved_bytes<double>(plan.plane_doubles()));
@@ -53,7 +53,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         double* planes[hybrid::kMaxPrimes + 1];
         for (unsigned k = 0; k <= plan.primes; ++k)
           planes[k] = memory.take<double>(plan.plane_doubles());
-        hybrid::Transform transform(context, *loops_, plan, false, memory);
+        hybrid::Transform transform(context, *loops_, plan, 1, memory);
         for (unsigned k = 0; k < plan.primes; ++k) {
           transform.load(k, planes[k], a.data(), a.size());
           transform.load(k, planes[plan.primes], b.data(), b.size());
@@ -62,7 +62,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         }
         Words c(words);
         transform.store(c.data(), words, planes,
-                        rng_.below(2) ? hybrid::Range::kExact : hybrid::Range::kWraps);
+                        rng_.below(2) ? transform.range() : hybrid::Range::kWraps);
         SCOPED_TRACE(std::to_string(odd) + " * 2^" + std::to_string(log_rows) + " rows, 2^" +
                      std::to_string(plan.log_cols) + " columns, format " + std::to_string(format));
         test::expect_product_modulo_primes(c, a, b);
@@ -88,7 +88,7 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
 
 TEST(HybridField, CapacityAndRounding) {
   EXPECT_FALSE(hybrid::rounding_holds((std::uint64_t{1} << 50) + 55));
-  EXPECT_TRUE(hybrid::rounding_holds(1092 * (std::uint64_t{15} << 36) + 1));
+  for (const std::uint64_t p : hybrid::kPrimes) EXPECT_TRUE(hybrid::rounding_holds(p));
   // log2 of the product of three primes: 149.98.
   EXPECT_NEAR(std::log2(static_cast<double>(hybrid::capacity(0))), 149.98 - 128, 0.01);
   EXPECT_GE(hybrid::capacity(hybrid::kFormatCount - 1), std::uint64_t{1} << 37);
