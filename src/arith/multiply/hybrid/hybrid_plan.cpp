@@ -65,6 +65,12 @@ constexpr double kManyRows[] = {13.0, 11.8, 10.4, 9.9,  9.6,  9.7,  9.8,  10.1, 
 constexpr double kFormatExtra[kFormatCount] = {0, 0.4, 3.1, 5.1, 3.1};
 constexpr double kOddExtra[4] = {0, 0.4, 0.8, 2.0};
 
+/// Nanoseconds of a short product of n by n words: a call, and for each n^2.
+constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.3;
+/// The excess is formed on its own up to a fraction of the transform: with both operands' low words
+/// and its scratch it must fit where the planes were.
+constexpr std::uint64_t kLargestExcess = 6, kFewestWordsForExcess = 1000;
+
 /// Nanoseconds of a product; its transforms and passes are shares of that.
 double cost_of(unsigned format, std::uint64_t points) {
   const unsigned log = static_cast<unsigned>(std::countr_zero(points));
@@ -115,6 +121,7 @@ class Candidates {
                          [](const Candidate& c, std::uint64_t w) { return c.words < w; }) -
         all_.begin());
   }
+  const Candidate* candidate(unsigned i) const { return &all_[i]; }
   const Candidate* best(unsigned format, unsigned i) const { return best_[format][i]; }
 
  private:
@@ -162,6 +169,30 @@ Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum) {
     throw TransformTooSmallException("hybrid::best_plan()",
                                      "No transform is long enough for this product.");
   return Plan::of_length(best->format, best->points);
+}
+
+Fit best_fit(std::uint64_t al, std::uint64_t bl) {
+  const std::uint64_t words = al + bl, shorter = std::min(al, bl);
+  const auto cost_of_excess = [](std::uint64_t excess) {
+    if (excess > kBasecaseExcess) return best_plan(2 * excess, excess).cost();
+    const double e = static_cast<double>(excess);
+    return kBasecaseCall + kBasecaseSquare * e * e;
+  };
+  Fit best = {best_plan(words, shorter), 0};
+  double cost = best.plan.cost();
+  const unsigned f = first_format(shorter, 1);
+  for (unsigned i = candidates().first(words); i-- > 0;) {
+    const Candidate* const c = candidates().candidate(i);
+    const std::uint64_t excess = words - c->words;
+    if (c->words < std::max({al, bl, kFewestWordsForExcess}) || excess * kLargestExcess > c->words)
+      break;
+    if (c != candidates().best(f, i) || c->cost >= cost) continue;
+    const double total = c->cost + cost_of_excess(excess);
+    if (total >= cost) continue;
+    cost = total;
+    best = {Plan::of_length(c->format, c->points), static_cast<std::size_t>(excess)};
+  }
+  return best;
 }
 
 Bounds::Bounds(Need (*of_plan)(const Plan&)) : need_(kFormatCount * Candidates::kCount) {
