@@ -136,8 +136,8 @@ TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
 }
 
 TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
-  // All ones, the largest digits there are: the square is known. The last two formats hold more
-  // than the memory of most machines.
+  // The largest digits there are, of both signs where digits have signs. The last two formats hold
+  // more than the memory of most machines.
   const AlgorithmTable table;
   test::PlainThreads pool(2);
   Context context{pool, table};
@@ -149,24 +149,32 @@ TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
     const hybrid::Plan plan = hybrid::Plan::of_length(format, points);
     const hybrid::Need need = hybrid::Transform::need(plan, 1);
     const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
-                                      plan.primes * carved_bytes<double>(plan.plane_doubles()));
+                                      (plan.primes + 1) *
+                                          carved_bytes<double>(plan.plane_doubles()));
     hybrid::Carver memory(scratch.buffer());
-    double* planes[hybrid::kMaxPrimes];
     hybrid::Transform transform(context, *loops_, plan, 1, memory);
-    const Words a(n, ~0u);
-    for (unsigned k = 0; k < plan.primes; ++k) {
+    double* planes[hybrid::kMaxPrimes + 1];
+    for (unsigned k = 0; k <= plan.primes; ++k)
       planes[k] = memory.take<double>(plan.plane_doubles());
-      transform.load(k, planes[k], a.data(), n);
-      const hybrid::PlaneTerm term = {planes[k], planes[k], true, false, false};
-      transform.multiply(k, planes[k], &term, 1);
+    Words a(n, ~0u), b = a, c(2 * n);
+    for (std::size_t i = 0; f.balanced && i < n; ++i) {
+      a[i] = i % 2 ? 0x80000000u : 0;
+      b[i] = i % 2 ? 0x7FFFFFFFu : ~0u;
     }
-    Words c(2 * n);
-    transform.store(c.data(), 2 * n, planes, transform.range());
-    Words exact(2 * n, 0);
-    std::fill(exact.begin() + static_cast<std::ptrdiff_t>(n), exact.end(), ~0u);
-    exact[0] = 1;
-    exact[n] = ~1u;
-    EXPECT_TRUE(c == exact) << "format " << format;
+    for (const bool opposite : {false, true}) {
+      if (opposite && !f.balanced) break;
+      const Words& other = opposite ? b : a;
+      for (unsigned k = 0; k < plan.primes; ++k) {
+        double* const last = planes[plan.primes];
+        transform.load(k, planes[k], a.data(), n);
+        transform.load(k, last, other.data(), n);
+        const hybrid::PlaneTerm term = {planes[k], last, true, true, false};
+        transform.multiply(k, planes[k], &term, 1);
+      }
+      transform.store(c.data(), 2 * n, planes, transform.range());
+      SCOPED_TRACE("format " + std::to_string(format));
+      test::expect_product_modulo_primes(c, a, other);
+    }
   }
 }
 

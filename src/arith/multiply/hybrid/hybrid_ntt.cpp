@@ -99,9 +99,8 @@ void multiply_cyclic(Context& context, const Kernels& loops, const Plan& plan, W
 void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
                     const Word* b, std::size_t bl, AlignedBufferC scratch);
 
-/// c = a * b for a transform that is too short by `e` words. Source of the idea: the product
-/// modulo 2^(32 w) - 1 is the sum of its low w words and the high ones; the lowest e words being
-/// known, so are the highest.
+/// c = a * b for a transform that is too short by `e` words: the product modulo 2^(32 w) - 1 is the
+/// sum of its low w words and the high ones; the lowest e words being known, so are the highest.
 void multiply_with_excess(Context& context, const Kernels& loops, const Plan& plan, std::size_t e,
                           Word* c, const Word* a, std::size_t al, const Word* b, std::size_t bl,
                           AlignedBufferC scratch) {
@@ -113,18 +112,14 @@ void multiply_with_excess(Context& context, const Kernels& loops, const Plan& pl
     WordMultiply::native().multiply(low, a, xl, b, yl, scratch);
   else
     multiply_whole(context, loops, low, a, xl, b, yl, scratch);
-  // With r what is in c[0, w): high = r - low or one less, the lower part = r - high, and it is one
-  // less if that borrows.
+  // With r what is in c[0, w): high = r - low, and c below it = r - high. Where the sum of the two
+  // wrapped, that borrows, and high is one less. (All ones, which is one less than 0 here, never
+  // wraps: the product is below 2^(32 n) - 2^(32 al), and likewise for bl, of which one is above
+  // e.)
   Word* const high = c + w;
   (void)words::sub_n(high, c, low, e);
-  const Word borrow = words::sub_n(c, c, high, e);
-  if (borrow != 0 && words::decrement(c + e, w - e) != 0) {
+  if (words::sub_n(c, c, high, e) != 0 && words::decrement(c + e, w - e) != 0)
     (void)words::decrement(high, e);
-  } else if (a[al - 1] >> (kWordBits - 1) != 0 && b[bl - 1] >> (kWordBits - 1) != 0 &&
-             std::all_of(high, high + e, [](Word word) { return word == 0; })) {
-    // The product has its top bit or the next one: these zeros are 2^(32 e) that wrapped.
-    (void)words::decrement(c + e, w);
-  }
 }
 
 void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
