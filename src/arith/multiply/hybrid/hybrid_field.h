@@ -33,7 +33,7 @@ struct Field {
   double root[2][4][kMaxLogLength + 1];
   OddRoots odd_roots[2][4];
   std::uint64_t inverse_of_two, inverse_of_odd[4];
-  /// Row trees with z = 1: [direction][log], from log = 4.
+  /// Row trees with z = 1: [direction][log], from log = kMinLogRow.
   Tree row[2][kMaxLogRow + 1];
   alignas(64) double roots_in_order[2][std::size_t{1} << (kMaxLogRow - 1)];
   alignas(64) double blocks[2][std::size_t{1} << kMaxLogRow];

@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned kOddFactors[4] = {1, 3, 5, 15};
 /// From where on an odd factor pays, as a power of two. 15 is no faster than the next power of two,
 /// but shorter, which counts where memory is dear.
-constexpr unsigned kSmallestLog[4] = {4, 8, 8, 20};
+constexpr unsigned kSmallestLog[4] = {kMinLogRow, 8, 8, 20};
 constexpr unsigned count_lengths() {
   unsigned n = 0;
   for (const unsigned log : kSmallestLog) n += kMaxLogLength - log + 1;
