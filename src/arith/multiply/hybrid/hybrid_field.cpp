@@ -209,7 +209,11 @@ double Field::inverse_of_length(unsigned odd, unsigned k) const {
 }
 
 const Fields& fields(const Kernels& kernels) {
-  static const BuiltFields built(kernels);
+  if (&kernels == &kKernelsAvx512) {
+    static const BuiltFields built(kKernelsAvx512);
+    return built;
+  }
+  static const BuiltFields built(kKernelsAvx2);
   return built;
 }
 

@@ -50,7 +50,7 @@ struct Fields {
   Garner garner;
 };
 
-/// Built by the first caller; `kernels` must be the same for the whole process.
+/// Built by the first caller with each set of kernels.
 const Fields& fields(const Kernels& kernels);
 
 /// Largest number of 64-bit digits of the shorter operand for which `primes` primes hold every

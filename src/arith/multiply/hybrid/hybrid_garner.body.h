@@ -76,26 +76,17 @@ inline void mixed_radix(V v[K], const double* const* r, std::size_t i, const Mod
   }
 }
 
+/// What `store` keeps between digits.
 template <unsigned K>
-void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
-           const Garner* garner) {
-  Mod m[K];
-  for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
-  V inverse[K][K];
-  for (unsigned j = 0; j < K; ++j) {
-    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
-  }
-  const u64 p1 = garner->radix[1][0];
-  const u64 p2_low = garner->radix[2][0], p2_high = garner->radix[2][1];
-  const u64* const p3 = garner->radix[3];
-  u64 carry0 = carry->limb[0];
-  Wide carry1 = wide(carry->limb[2], carry->limb[1]);
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    V v[K];
-    mixed_radix<K>(v, r, i, m, inverse);
-    alignas(64) u64 digit[K][V::kLanes];
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    for (unsigned j = 0; j < V::kLanes; ++j) {
+struct Stream {
+  std::uint32_t* out;
+  u64 carry0;
+  Wide carry1;
+  u64 p1, p2_low, p2_high, p3[3];
+
+  /// Writes `count` digits of the integers sum digit[k][j] p_0 ... p_(k-1).
+  void write(const u64 (*digit)[V::kLanes], std::size_t count) {
+    for (std::size_t j = 0; j < count; ++j) {
       // The integer is low + 2^64 middle + 2^128 high, each part below 2^117.
       Wide low = product(digit[1][j], p1) + digit[0][j];
       low = low + product(digit[2][j], p2_low);
@@ -106,7 +97,7 @@ void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* car
       }
       const Wide sum0 = low + carry0;
       const u64 limb = low_limb(sum0);
-      __builtin_memcpy(out + 2 * (i + j), &limb, sizeof limb);
+      __builtin_memcpy(out + 2 * j, &limb, sizeof limb);
       const Wide sum1 = middle + carry1 + high_limb(sum0);
       carry0 = low_limb(sum1);
       if constexpr (K == 4) {
@@ -115,8 +106,47 @@ void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* car
         carry1 = wide(0, high_limb(sum1));
       }
     }
+    out += 2 * count;
   }
-  carry->limb[0] = carry0;
-  carry->limb[1] = low_limb(carry1);
-  carry->limb[2] = high_limb(carry1);
+};
+
+template <unsigned K>
+void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
+           const Garner* garner) {
+  Mod m[K];
+  for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
+  V inverse[K][K];
+  for (unsigned j = 0; j < K; ++j) {
+    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
+  }
+  const u64* const p3 = garner->radix[3];
+  Stream<K> stream = {out,
+                      carry->limb[0],
+                      wide(carry->limb[2], carry->limb[1]),
+                      garner->radix[1][0],
+                      garner->radix[2][0],
+                      garner->radix[2][1],
+                      {p3[0], p3[1], p3[2]}};
+  V v[K];
+  alignas(64) u64 digit[K][V::kLanes];
+  std::size_t i = 0;
+  for (; i + V::kLanes <= n; i += V::kLanes) {
+    mixed_radix<K>(v, r, i, m, inverse);
+    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
+    stream.write(digit, V::kLanes);
+  }
+  if (i < n) {
+    double rest[K][V::kLanes] = {};
+    const double* last[K];
+    for (unsigned k = 0; k < K; ++k) {
+      for (std::size_t j = 0; i + j < n; ++j) rest[k][j] = r[k][i + j];
+      last[k] = rest[k];
+    }
+    mixed_radix<K>(v, last, 0, m, inverse);
+    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
+    stream.write(digit, n - i);
+  }
+  carry->limb[0] = stream.carry0;
+  carry->limb[1] = low_limb(stream.carry1);
+  carry->limb[2] = high_limb(stream.carry1);
 }

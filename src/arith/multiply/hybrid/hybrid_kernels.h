@@ -72,7 +72,7 @@ struct Carry {
 
 struct Kernels {
   /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
-  /// |out| < p + 2^32. `digits` is a multiple of 4.
+  /// |out| < p + 2^32. `digits` is a multiple of 16.
   void (*load)(double* out, std::size_t digits, const std::uint32_t* words, std::size_t word_count,
                Modulus m);
   /// t[0, 2^log) from root[a] of order 2^a. |t| <= p / 2. root[0, log + 1] are read.
