@@ -76,6 +76,11 @@ inline void mixed_radix(V v[K], const double* const* r, std::size_t i, const Mod
   }
 }
 
+/// Points that `store` turns into mixed-radix digits before it makes words of them: the one is for
+/// the units of vectors, the other for those of integers, and a chunk of both in turn would be too
+/// long for the processor to overlap.
+constexpr std::size_t kGarnerChunk = 64;
+
 /// What `store` keeps between digits.
 template <unsigned K>
 struct Stream {
@@ -85,7 +90,7 @@ struct Stream {
   u64 p1, p2_low, p2_high, p3[3];
 
   /// Writes `count` digits of the integers sum digit[k][j] p_0 ... p_(k-1).
-  void write(const u64 (*digit)[V::kLanes], std::size_t count) {
+  void write(const u64 (*digit)[kGarnerChunk], std::size_t count) {
     for (std::size_t j = 0; j < count; ++j) {
       // The integer is low + 2^64 middle + 2^128 high, each part below 2^117.
       Wide low = product(digit[1][j], p1) + digit[0][j];
@@ -127,24 +132,26 @@ void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* car
                       garner->radix[2][0],
                       garner->radix[2][1],
                       {p3[0], p3[1], p3[2]}};
-  V v[K];
-  alignas(64) u64 digit[K][V::kLanes];
-  std::size_t i = 0;
-  for (; i + V::kLanes <= n; i += V::kLanes) {
-    mixed_radix<K>(v, r, i, m, inverse);
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    stream.write(digit, V::kLanes);
-  }
-  if (i < n) {
-    double rest[K][V::kLanes] = {};
-    const double* last[K];
-    for (unsigned k = 0; k < K; ++k) {
-      for (std::size_t j = 0; i + j < n; ++j) rest[k][j] = r[k][i + j];
-      last[k] = rest[k];
+  alignas(64) u64 digit[K][kGarnerChunk];
+  const auto to_digits = [&](const double* const* from, std::size_t i, std::size_t at) {
+    V v[K];
+    mixed_radix<K>(v, from, i, m, inverse);
+    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k] + at);
+  };
+  for (std::size_t first = 0; first < n; first += kGarnerChunk) {
+    const std::size_t count = n - first < kGarnerChunk ? n - first : kGarnerChunk;
+    std::size_t i = 0;
+    for (; i + V::kLanes <= count; i += V::kLanes) to_digits(r, first + i, i);
+    if (i < count) {
+      double rest[K][V::kLanes] = {};
+      const double* last[K];
+      for (unsigned k = 0; k < K; ++k) {
+        for (std::size_t j = i; j < count; ++j) rest[k][j - i] = r[k][first + j];
+        last[k] = rest[k];
+      }
+      to_digits(last, 0, i);
     }
-    mixed_radix<K>(v, last, 0, m, inverse);
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    stream.write(digit, n - i);
+    stream.write(digit, count);
   }
   carry->limb[0] = stream.carry0;
   carry->limb[1] = low_limb(stream.carry1);

@@ -7,19 +7,40 @@
 /// Part of a tree that is worked level by level: half of a 32 KiB first-level cache.
 constexpr std::size_t kCachedDoubles = 2048;
 
+/// Two vectors that go through the same steps: the instructions of both alternate, because one alone
+/// would wait for its own results.
+struct Pair {
+  V a, b;
+  Pair operator+(Pair o) const { return {a + o.a, b + o.b}; }
+  Pair operator-(Pair o) const { return {a - o.a, b - o.b}; }
+  Pair operator*(Pair o) const { return {a * o.a, b * o.b}; }
+  Pair operator*(V o) const { return {a * o, b * o}; }
+};
+inline Pair round(Pair x) { return {round(x.a), round(x.b)}; }
+inline Pair fused_subtract(Pair x, Pair y, Pair z) {
+  return {fused_subtract(x.a, y.a, z.a), fused_subtract(x.b, y.b, z.b)};
+}
+inline Pair negated_fused_add(Pair x, V y, Pair z) {
+  return {negated_fused_add(x.a, y, z.a), negated_fused_add(x.b, y, z.b)};
+}
+
 struct Mod {
   V p, inverse;
   Mod() = default;
   explicit Mod(Modulus m) : p(V::all(m.p)), inverse(V::all(m.inverse)) {}
   /// a * b modulo p.
-  V mul(V a, V b) const {
-    const V high = a * b;
-    const V quotient = round(high * inverse);
-    const V low = fused_subtract(a, b, high);
+  template <typename T>
+  T mul(T a, T b) const {
+    const T high = a * b;
+    const T quotient = round(high * inverse);
+    const T low = fused_subtract(a, b, high);
     return negated_fused_add(quotient, p, high) + low;
   }
   /// a modulo p, |result| <= p / 2 and a little.
-  V reduce(V a) const { return negated_fused_add(round(a * inverse), p, a); }
+  template <typename T>
+  T reduce(T a) const {
+    return negated_fused_add(round(a * inverse), p, a);
+  }
   /// (-p, p) to [0, p).
   V positive(V a) const { return a + and_negative(a, p); }
 };
@@ -32,21 +53,22 @@ struct ScalarMod {
 };
 
 /// Two points of x^(2h) - w^2 to the two factors. |x| < 7p/2 to |x| < 9p/2.
-inline void forward2(V& x0, V& x1, V w, const Mod& m) {
-  const V y0 = x0, y1 = m.mul(x1, w);
+template <typename T>
+inline void forward2(T& x0, T& x1, T w, const Mod& m) {
+  const T y0 = x0, y1 = m.mul(x1, w);
   x0 = y0 + y1;
   x1 = y0 - y1;
 }
 
 /// Four points of x^(4h) - w2^2 to the four factors. |x| < 6p to |x| < 7p/2; without the reduction
 /// of x0 |x| < 7p/2 to |x| < 6p. So every second call goes without.
-template <bool kReduce = true>
-inline void forward4(V& x0, V& x1, V& x2, V& x3, V w2, V w, V iw, const Mod& m) {
+template <bool kReduce = true, typename T>
+inline void forward4(T& x0, T& x1, T& x2, T& x3, T w2, T w, T iw, const Mod& m) {
   if constexpr (kReduce) x0 = m.reduce(x0);
   x2 = m.mul(x2, w2);
   x3 = m.mul(x3, w2);
-  const V y0 = x0 + x2, y2 = x0 - x2;
-  const V y1 = m.mul(x1 + x3, w), y3 = m.mul(x1 - x3, iw);
+  const T y0 = x0 + x2, y2 = x0 - x2;
+  const T y1 = m.mul(x1 + x3, w), y3 = m.mul(x1 - x3, iw);
   x0 = y0 + y1;
   x1 = y0 - y1;
   x2 = y2 + y3;
@@ -54,16 +76,18 @@ inline void forward4(V& x0, V& x1, V& x2, V& x3, V w2, V w, V iw, const Mod& m) 
 }
 
 /// The same for w2 = w = 1: |x| < 8p to |x| < 2p; then for x2 = x3 = 0: |x| < 8p to |x| < 3p/2.
-inline void forward4_unit(V& x0, V& x1, V& x2, V& x3, V i, const Mod& m) {
-  const V z0 = m.reduce(x0), z1 = m.reduce(x1), z2 = m.reduce(x2), z3 = m.reduce(x3);
-  const V y0 = z0 + z2, y2 = z0 - z2, y1 = z1 + z3, y3 = m.mul(z1 - z3, i);
+template <typename T>
+inline void forward4_unit(T& x0, T& x1, T& x2, T& x3, T i, const Mod& m) {
+  const T z0 = m.reduce(x0), z1 = m.reduce(x1), z2 = m.reduce(x2), z3 = m.reduce(x3);
+  const T y0 = z0 + z2, y2 = z0 - z2, y1 = z1 + z3, y3 = m.mul(z1 - z3, i);
   x0 = y0 + y1;
   x1 = y0 - y1;
   x2 = y2 + y3;
   x3 = y2 - y3;
 }
-inline void forward4_half(V& x0, V& x1, V& x2, V& x3, V i, const Mod& m) {
-  const V z0 = m.reduce(x0), z1 = m.reduce(x1), y3 = m.mul(z1, i);
+template <typename T>
+inline void forward4_half(T& x0, T& x1, T& x2, T& x3, T i, const Mod& m) {
+  const T z0 = m.reduce(x0), z1 = m.reduce(x1), y3 = m.mul(z1, i);
   x0 = z0 + z1;
   x1 = z0 - z1;
   x2 = z0 + y3;
@@ -72,9 +96,10 @@ inline void forward4_half(V& x0, V& x1, V& x2, V& x3, V i, const Mod& m) {
 
 /// The inverse of four times forward4, with inverse twiddles. |x| < 2p to |x0| < p, |x1| < 2p,
 /// |x2| < 3p/2, |x3| < p.
-inline void inverse4(V& x0, V& x1, V& x2, V& x3, V w2, V w, V iw, const Mod& m) {
-  const V y0 = x0 + x1, y1 = m.mul(x0 - x1, w);
-  const V y2 = x2 + x3, y3 = m.mul(x2 - x3, iw);
+template <typename T>
+inline void inverse4(T& x0, T& x1, T& x2, T& x3, T w2, T w, T iw, const Mod& m) {
+  const T y0 = x0 + x1, y1 = m.mul(x0 - x1, w);
+  const T y2 = x2 + x3, y3 = m.mul(x2 - x3, iw);
   x0 = m.reduce(y0 + y2);
   x2 = m.mul(y0 - y2, w2);
   x1 = y1 + y3;
@@ -82,8 +107,9 @@ inline void inverse4(V& x0, V& x1, V& x2, V& x3, V w2, V w, V iw, const Mod& m) 
 }
 
 /// The same for w2 = w = 1. |x| < 2p to |x| < p.
-inline void inverse4_unit(V& x0, V& x1, V& x2, V& x3, V i, const Mod& m) {
-  const V y0 = x0 + x1, y1 = x0 - x1, y2 = x2 + x3, y3 = m.mul(x2 - x3, i);
+template <typename T>
+inline void inverse4_unit(T& x0, T& x1, T& x2, T& x3, T i, const Mod& m) {
+  const T y0 = x0 + x1, y1 = x0 - x1, y2 = x2 + x3, y3 = m.mul(x2 - x3, i);
   x0 = m.reduce(y0 + y2);
   x2 = m.reduce(y0 - y2);
   x1 = m.reduce(y1 + y3);
@@ -121,7 +147,25 @@ inline void inverse_child(V& x0, V& x1, V& x2, V& x3, const Node& n, unsigned de
   inverse4(x0, x1, x2, x3, n.w2(depth, child), n.w(depth, child), n.iw(depth, child), m);
 }
 
+/// Four pairs out of an array, and back into it at the end.
+class Quad {
+ public:
+  Quad(V* x, V* y, unsigned step) : x_(x), y_(y), step_(step) {
+    for (unsigned i = 0; i < 4; ++i) q[i] = {x[i * step], y[i * step]};
+  }
+  ~Quad() {
+    for (unsigned i = 0; i < 4; ++i) {
+      x_[i * step_] = q[i].a;
+      y_[i * step_] = q[i].b;
+    }
+  }
+  Pair q[4];
 
+ private:
+  V *x_, *y_;
+  unsigned step_;
+};
+inline Pair twice(V x) { return {x, x}; }
 
 /// |x| < 7p/2 to |x| < 7p/2.
 template <unsigned kLog, Kind kKind>
@@ -163,23 +207,29 @@ inline void forward_points(V* x, const Node& n, const Mod& m) {
     forward_child(x[4], x[5], x[6], x[7], n, 0, 1, m);
   } else {
     static_assert(kLog == 4);
-    for (unsigned i = 0; i < 4; ++i) {
+    for (unsigned i = 0; i < 4; i += 2) {
+      Quad x4(x + i, x + i + 1, 4);
+      auto& q = x4.q;
       if constexpr (kHalf) {
-        forward4_half(x[i], x[i + 4], x[i + 8], x[i + 12], n.iw(0, 0), m);
+        forward4_half(q[0], q[1], q[2], q[3], twice(n.iw(0, 0)), m);
       } else if constexpr (kUnit) {
-        forward4_unit(x[i], x[i + 4], x[i + 8], x[i + 12], n.iw(0, 0), m);
+        forward4_unit(q[0], q[1], q[2], q[3], twice(n.iw(0, 0)), m);
       } else {
-        forward_child<false>(x[i], x[i + 4], x[i + 8], x[i + 12], n, 0, 0, m);
+        forward4<false>(q[0], q[1], q[2], q[3], twice(n.w2(0, 0)), twice(n.w(0, 0)),
+                        twice(n.iw(0, 0)), m);
       }
     }
     if constexpr (kUnit) {
       forward4_unit(x[0], x[1], x[2], x[3], n.iw(1, 0), m);
-    } else {
-      forward_child(x[0], x[1], x[2], x[3], n, 1, 0, m);
+      // Without a reduction 3p/2 grows to 7p/2 at most.
+      forward_child<!kHalf>(x[4], x[5], x[6], x[7], n, 1, 1, m);
     }
-    // Without a reduction 3p/2 grows to 7p/2 at most.
-    for (unsigned i = 1; i < 4; ++i)
-      forward_child<!kHalf>(x[4 * i], x[4 * i + 1], x[4 * i + 2], x[4 * i + 3], n, 1, i, m);
+    for (unsigned i = kUnit ? 2 : 0; i < 4; i += 2) {
+      Quad x4(x + 4 * i, x + 4 * i + 4, 1);
+      auto& q = x4.q;
+      forward4<!kHalf>(q[0], q[1], q[2], q[3], Pair{n.w2(1, i), n.w2(1, i + 1)},
+                       Pair{n.w(1, i), n.w(1, i + 1)}, Pair{n.iw(1, i), n.iw(1, i + 1)}, m);
+    }
   }
 }
 
@@ -213,16 +263,22 @@ inline void inverse_points(V* x, const Node& n, const Mod& m) {
     static_assert(kLog == 4);
     if constexpr (kUnit) {
       inverse4_unit(x[0], x[1], x[2], x[3], n.iw(1, 0), m);
-    } else {
-      inverse_child(x[0], x[1], x[2], x[3], n, 1, 0, m);
+      inverse_child(x[4], x[5], x[6], x[7], n, 1, 1, m);
     }
-    for (unsigned i = 1; i < 4; ++i)
-      inverse_child(x[4 * i], x[4 * i + 1], x[4 * i + 2], x[4 * i + 3], n, 1, i, m);
-    for (unsigned i = 0; i < 4; ++i) {
+    for (unsigned i = kUnit ? 2 : 0; i < 4; i += 2) {
+      Quad x4(x + 4 * i, x + 4 * i + 4, 1);
+      auto& q = x4.q;
+      inverse4(q[0], q[1], q[2], q[3], Pair{n.w2(1, i), n.w2(1, i + 1)},
+               Pair{n.w(1, i), n.w(1, i + 1)}, Pair{n.iw(1, i), n.iw(1, i + 1)}, m);
+    }
+    for (unsigned i = 0; i < 4; i += 2) {
+      Quad x4(x + i, x + i + 1, 4);
+      auto& q = x4.q;
       if constexpr (kUnit) {
-        inverse4_unit(x[i], x[i + 4], x[i + 8], x[i + 12], n.iw(0, 0), m);
+        inverse4_unit(q[0], q[1], q[2], q[3], twice(n.iw(0, 0)), m);
       } else {
-        inverse_child(x[i], x[i + 4], x[i + 8], x[i + 12], n, 0, 0, m);
+        inverse4(q[0], q[1], q[2], q[3], twice(n.w2(0, 0)), twice(n.w(0, 0)), twice(n.iw(0, 0)),
+                 m);
       }
     }
   }
