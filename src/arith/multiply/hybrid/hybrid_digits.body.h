@@ -90,32 +90,27 @@ void load_long(double* out, std::size_t digits, const std::uint32_t* words, std:
   }
 }
 
-/// Like `store`, for digits of kBytes bytes: `n` is a multiple of 8.
+/// Like `store`, for digits of kBytes bytes.
 template <unsigned K, unsigned kBytes>
 void store_long(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
                 const Garner* garner) {
   constexpr unsigned kShift = 8 * kBytes - 64;
-  Mod m[K];
-  for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
-  V inverse[K][K];
-  for (unsigned j = 0; j < K; ++j) {
-    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
-  }
+  constexpr std::size_t kWritten = kBytes <= 12 ? 4 : 8;  // past the first limb: at least the rest
   u64 carry0 = carry->limb[0], carry1 = carry->limb[1], carry2 = carry->limb[2];
+  u64 radix[K][4];  // a copy: nothing that is written may be it
+  for (unsigned k = 1; k < K; ++k)
+    for (unsigned c = 0; c < 4; ++c) radix[k][c] = garner->radix[k][c];
   auto* bytes = reinterpret_cast<unsigned char*>(out);
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    V v[K];
-    mixed_radix<K>(v, r, i, m, inverse);
-    alignas(64) u64 digit[K][V::kLanes];
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    for (unsigned j = 0; j < V::kLanes; ++j, bytes += kBytes) {
+  const unsigned char* const last = bytes + (n - 1) * kBytes;
+  in_chunks<K>(r, n, garner, [&](const u64(*digit)[kGarnerChunk], std::size_t count) {
+    for (std::size_t j = 0; j < count; ++j, bytes += kBytes) {
       // Four columns of 64 bits, each below 2^117; the topmost fits a limb.
       Wide column[3] = {wide(0, digit[0][j]), wide(0, 0), wide(0, 0)};
       u64 top = 0;
       for (unsigned k = 1; k < K; ++k) {
         for (unsigned c = 0; c < 3 && c < k; ++c)
-          column[c] = column[c] + product(digit[k][j], garner->radix[k][c]);
-        if (k == 4) top = digit[k][j] * garner->radix[k][3];
+          column[c] = column[c] + product(digit[k][j], radix[k][c]);
+        if (k == 4) top = digit[k][j] * radix[k][3];
       }
       const Wide sum0 = column[0] + carry0;
       const Wide sum1 = column[1] + carry1 + high_limb(sum0);
@@ -127,12 +122,12 @@ void store_long(std::uint32_t* out, const double* const* r, std::size_t n, Carry
       carry2 = limb3 >> kShift;
       __builtin_memcpy(bytes, &limb0, sizeof limb0);
       // Bytes past this digit are the next one's, and are not there after the last.
-      if (kBytes <= 12)
-        __builtin_memcpy(bytes + 8, &limb1, i + j + 1 < n ? 4 : kBytes - 8);
+      if (bytes != last)
+        __builtin_memcpy(bytes + 8, &limb1, kWritten);
       else
-        __builtin_memcpy(bytes + 8, &limb1, i + j + 1 < n ? 8 : kBytes - 8);
+        __builtin_memcpy(bytes + 8, &limb1, kBytes - 8);
     }
-  }
+  });
   carry->limb[0] = carry0;
   carry->limb[1] = carry1;
   carry->limb[2] = carry2;

@@ -76,46 +76,52 @@ inline void mixed_radix(V v[K], const double* const* r, std::size_t i, const Mod
   }
 }
 
-template <unsigned K>
-void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
-           const Garner* garner) {
+/// Points that `store` turns into mixed-radix digits before it makes words of them: the one is for
+/// the units of vectors, the other for those of integers, and a chunk of both in turn would be too
+/// long for the processor to overlap.
+constexpr std::size_t kGarnerChunk = 64;
+
+/// Calls to_words(digit, count) for chunks of the mixed-radix digits of the integers with the
+/// residues r[0][i] .. r[K-1][i], i < n: digit[k][j] is that of p_0 ... p_(k-1).
+template <unsigned K, typename ToWords>
+inline void in_chunks(const double* const* r, std::size_t n, const Garner* garner,
+                      const ToWords& to_words) {
   Mod m[K];
   for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
   V inverse[K][K];
   for (unsigned j = 0; j < K; ++j) {
     for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
   }
+  alignas(64) u64 digit[K][kGarnerChunk];
+  for (std::size_t first = 0; first < n; first += kGarnerChunk) {
+    const std::size_t count = n - first < kGarnerChunk ? n - first : kGarnerChunk;
+    for (std::size_t i = 0; i < count; i += V::kLanes) {
+      V v[K];
+      mixed_radix<K>(v, r, first + i, m, inverse);
+      for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k] + i);
+    }
+    to_words(digit, count);
+  }
+}
+
+void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
+           const Garner* garner) {
   const u64 p1 = garner->radix[1][0];
   const u64 p2_low = garner->radix[2][0], p2_high = garner->radix[2][1];
-  const u64* const p3 = garner->radix[3];
   u64 carry0 = carry->limb[0];
   Wide carry1 = wide(carry->limb[2], carry->limb[1]);
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    V v[K];
-    mixed_radix<K>(v, r, i, m, inverse);
-    alignas(64) u64 digit[K][V::kLanes];
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    for (unsigned j = 0; j < V::kLanes; ++j) {
-      // The integer is low + 2^64 middle + 2^128 high, each part below 2^117.
-      Wide low = product(digit[1][j], p1) + digit[0][j];
-      low = low + product(digit[2][j], p2_low);
-      Wide middle = product(digit[2][j], p2_high);
-      if constexpr (K == 4) {
-        low = low + product(digit[3][j], p3[0]);
-        middle = middle + product(digit[3][j], p3[1]);
-      }
+  in_chunks<3>(r, n, garner, [&](const u64(*digit)[kGarnerChunk], std::size_t count) {
+    for (std::size_t j = 0; j < count; ++j, out += 2) {
+      // The integer is low + 2^64 middle, each part below 2^117.
+      const Wide low = product(digit[1][j], p1) + digit[0][j] + product(digit[2][j], p2_low);
       const Wide sum0 = low + carry0;
       const u64 limb = low_limb(sum0);
-      __builtin_memcpy(out + 2 * (i + j), &limb, sizeof limb);
-      const Wide sum1 = middle + carry1 + high_limb(sum0);
+      __builtin_memcpy(out, &limb, sizeof limb);
+      const Wide sum1 = product(digit[2][j], p2_high) + carry1 + high_limb(sum0);
       carry0 = low_limb(sum1);
-      if constexpr (K == 4) {
-        carry1 = product(digit[3][j], p3[2]) + high_limb(sum1);
-      } else {
-        carry1 = wide(0, high_limb(sum1));
-      }
+      carry1 = wide(0, high_limb(sum1));
     }
-  }
+  });
   carry->limb[0] = carry0;
   carry->limb[1] = low_limb(carry1);
   carry->limb[2] = high_limb(carry1);

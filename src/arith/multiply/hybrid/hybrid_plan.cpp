@@ -15,7 +15,7 @@ namespace {
 
 constexpr unsigned kOddFactors[4] = {1, 3, 5, 15};
 /// From where on an odd factor may pay, as a power of two.
-constexpr unsigned kSmallestLog[4] = {4, 8, 8, 8};
+constexpr unsigned kSmallestLog[4] = {kMinLogRow, 8, 8, 8};
 constexpr unsigned count_lengths() {
   unsigned n = 0;
   for (const unsigned log : kSmallestLog) n += kMaxLogLength - log + 1;
@@ -56,9 +56,9 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 }
 
 /// Nanoseconds of a product for each point and prime, measured on one core with three primes and
-/// digits of 64 bits: transforms of one row, 2^4 points and longer, and of many, by doublings from
+/// digits of 64 bits: transforms of one row, 2^6 points and longer, and of many, by doublings from
 /// 2^8 points.
-constexpr double kOneRow[] = {146, 76, 41, 23.8, 15.0, 11.0, 7.1, 7.3, 7.7, 8.1, 8.6};
+constexpr double kOneRow[] = {41, 23.8, 15.0, 11.0, 7.1, 7.3, 7.7, 8.1, 8.6};
 constexpr double kManyRows[] = {13.0, 11.8, 10.4, 9.9,  9.6,  9.7,  9.8,  10.1, 10.5, 11.6, 13.0,
                                 14.5, 15.2, 15.3, 15.6, 16.0, 17.0, 17.6, 18.4, 19.2, 20.0};
 /// What longer digits and odd lengths add to that.
@@ -77,7 +77,7 @@ double cost_of(unsigned format, std::uint64_t points) {
   const unsigned odd = odd_index(static_cast<unsigned>(points >> log));
   double each = kFormatExtra[format] + kOddExtra[odd];
   if (odd == 0 && log <= kMaxLogRow) {
-    each += kOneRow[log - 4];
+    each += kOneRow[log - kMinLogRow];
   } else {
     constexpr int kLast = sizeof kManyRows / sizeof kManyRows[0] - 1;
     const double at = std::min(std::log2(static_cast<double>(points)) - 8, kLast - 0.001);

@@ -22,7 +22,7 @@ struct Plan {
   unsigned primes;     ///< those of the format
   unsigned odd;        ///< 1, 3, 5 or 15
   unsigned log_rows;   ///< rows() = odd * 2^log_rows
-  unsigned log_cols;   ///< 4 .. kMaxLogRow
+  unsigned log_cols;   ///< kMinLogRow .. kMaxLogRow
   std::size_t stride;  ///< doubles between rows
   std::size_t width;   ///< columns of a strip; divides cols()
 

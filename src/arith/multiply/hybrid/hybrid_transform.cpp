@@ -1,7 +1,6 @@
 #include "arith/multiply/hybrid/hybrid_transform.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "parallel/context.h"
 
@@ -185,15 +184,14 @@ void Transform::load(unsigned k, double* plane, const Word* words, std::size_t c
 void Transform::load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
+  std::size_t filled = 0;
   for (std::size_t row = 0; row < rows; ++row) {
-    load_digits(k, strip + row * width, width, words,
-                plan_.word_of((row << plan_.log_cols) + column), count);
+    const std::size_t at = plan_.word_of((row << plan_.log_cols) + column);
+    load_digits(k, strip + row * width, width, words, at, count);
+    if (at < count + 2) filled = row + 1;  // a signed digit may carry into the next
   }
   const Columns c = columns(k, kForward);
-  kernels_.forward_columns(strip, width, &c, field(k).mod);
-  for (std::size_t row = 0; row < rows; ++row) {
-    std::memcpy(plane + row * plan_.stride + column, strip + row * width, width * sizeof(double));
-  }
+  kernels_.forward_columns(strip, width, filled, plane + column, plan_.stride, &c, field(k).mod);
 }
 
 void Transform::multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count) {
@@ -276,12 +274,9 @@ void Transform::store_strip(Word* out, std::size_t count, double* const* planes,
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     double* const strip = slot.strips + k * rows * width;
-    for (std::size_t row = 0; row < rows; ++row) {
-      std::memcpy(strip + row * width, planes[k] + row * plan_.stride + column,
-                  width * sizeof(double));
-    }
     const Columns c = columns(k, kInverse);
-    kernels_.inverse_columns(strip, width, &c, field(k).mod);
+    kernels_.inverse_columns(strip, width, rows, planes[k] + column, plan_.stride, &c,
+                             field(k).mod);
   }
   for (std::size_t row = 0; row < rows; ++row) {
     const double* r[kMaxPrimes];
