@@ -1,6 +1,7 @@
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 
 #include <algorithm>
+#include <span>
 
 #include "arith/multiply/basecase/word_multiply.h"
 #include "arith/multiply/hybrid/hybrid_field.h"
@@ -88,8 +89,8 @@ void multiply_cyclic(Context& context, const Kernels& loops, const Plan& plan, W
   for (unsigned k = 0; k < plan.primes; ++k) {
     double* const x = product.plane[k];
     double* const y = square ? x : product.plane[plan.primes];
-    transform.load(k, x, a, al);
-    if (!square) transform.load(k, y, b, bl);
+    const Transform::Operand operands[] = {{x, a, al}, {y, b, bl}};
+    transform.load(k, std::span(operands, square ? 1 : 2));
     const PlaneTerm term = {x, y, true, !square, false};
     transform.multiply(k, x, &term, 1);
   }
