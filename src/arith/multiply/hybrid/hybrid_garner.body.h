@@ -3,32 +3,34 @@
 
 using u64 = std::uint64_t;
 
-#ifdef __SIZEOF_INT128__
-using Wide = unsigned __int128;
-inline Wide wide(u64 high, u64 low) { return Wide{high} << 64 | low; }
-inline Wide product(u64 a, u64 b) { return Wide{a} * b; }
-inline u64 low_limb(Wide x) { return static_cast<u64>(x); }
-inline u64 high_limb(Wide x) { return static_cast<u64>(x >> 64); }
+#ifdef __x86_64__
+/// a * b: the low limb; `high` is the other one.
+inline u64 multiply_limbs(u64 a, u64 b, u64& high) {
+  unsigned long long upper;
+  const u64 low = _mulx_u64(a, b, &upper);
+  high = upper;
+  return low;
+}
+/// sum = a + b + carry, and the new carry.
+inline unsigned char add_limbs(unsigned char carry, u64 a, u64 b, u64& sum) {
+  unsigned long long x;
+  carry = _addcarry_u64(carry, a, b, &x);
+  sum = x;
+  return carry;
+}
 #else
-/// 128 bits where the compiler has none.
-struct Wide {
-  u64 low, high;
-  Wide operator+(Wide o) const {
-    const u64 sum = low + o.low;
-    return {sum, high + o.high + (sum < low)};
-  }
-  Wide operator+(u64 o) const { return *this + Wide{o, 0}; }
-};
-inline Wide wide(u64 high, u64 low) { return {low, high}; }
-inline u64 low_limb(Wide x) { return x.low; }
-inline u64 high_limb(Wide x) { return x.high; }
-inline Wide product(u64 a, u64 b) {
+inline u64 multiply_limbs(u64 a, u64 b, u64& high) {
   const u64 a0 = static_cast<std::uint32_t>(a), a1 = a >> 32;
   const u64 b0 = static_cast<std::uint32_t>(b), b1 = b >> 32;
   const u64 middle1 = a1 * b0 + (a0 * b0 >> 32);
   const u64 middle2 = a0 * b1 + static_cast<std::uint32_t>(middle1);
-  return {middle2 << 32 | static_cast<std::uint32_t>(a0 * b0),
-          a1 * b1 + (middle1 >> 32) + (middle2 >> 32)};
+  high = a1 * b1 + (middle1 >> 32) + (middle2 >> 32);
+  return middle2 << 32 | static_cast<std::uint32_t>(a0 * b0);
+}
+inline unsigned char add_limbs(unsigned char carry, u64 a, u64 b, u64& sum) {
+  const u64 x = a + b;
+  sum = x + carry;
+  return (x < a) | (sum < x);
 }
 #endif
 
@@ -63,16 +65,14 @@ void load(double* out, std::size_t digits, const std::uint32_t* words, std::size
   for (; i < digits; i += V::kLanes) V::all(0).store(out + i);
 }
 
-/// The mixed-radix digits of one vector of integers, each in [0, p_k).
-/// Source: H. Garner, "The residue number system", 1959.
-template <unsigned K>
-inline void mixed_radix(V v[K], const double* const* r, std::size_t i, const Mod m[K],
-                        const V inverse[K][K]) {
-  v[0] = m[0].positive(m[0].reduce(V::load(r[0] + i)));
+/// The mixed-radix digits of a vector or a pair of integers, each in [0, p_k), from residues v that
+/// are at most 2p_k in magnitude. Source: H. Garner, "The residue number system", 1959.
+template <unsigned K, typename T>
+inline void mixed_radix(T v[K], const Mod m[K], const T inverse[K][K]) {
+  v[0] = m[0].positive(m[0].reduce(v[0]));
   for (unsigned k = 1; k < K; ++k) {
-    V x = V::load(r[k] + i);
-    for (unsigned j = 0; j < k; ++j) x = m[k].mul(x - v[j], inverse[j][k]);
-    v[k] = m[k].positive(x);
+    for (unsigned j = 0; j < k; ++j) v[k] = m[k].mul(v[k] - v[j], inverse[j][k]);
+    v[k] = m[k].positive(v[k]);
   }
 }
 
@@ -88,41 +88,62 @@ inline void in_chunks(const double* const* r, std::size_t n, const Garner* garne
                       const ToWords& to_words) {
   Mod m[K];
   for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
-  V inverse[K][K];
+  Pair inverse[K][K];
   for (unsigned j = 0; j < K; ++j) {
-    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
+    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = twice(V::all(garner->inverse[j][k]));
   }
   alignas(64) u64 digit[K][kGarnerChunk];
   for (std::size_t first = 0; first < n; first += kGarnerChunk) {
     const std::size_t count = n - first < kGarnerChunk ? n - first : kGarnerChunk;
-    for (std::size_t i = 0; i < count; i += V::kLanes) {
-      V v[K];
-      mixed_radix<K>(v, r, first + i, m, inverse);
-      for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k] + i);
+    for (std::size_t i = 0; i < count; i += 2 * V::kLanes) {
+      Pair v[K];
+      for (unsigned k = 0; k < K; ++k)
+        v[k] = {V::load(r[k] + first + i), V::load(r[k] + first + i + V::kLanes)};
+      mixed_radix<K>(v, m, inverse);
+      for (unsigned k = 0; k < K; ++k) {
+        v[k].a.store_integers(digit[k] + i);
+        v[k].b.store_integers(digit[k] + i + V::kLanes);
+      }
     }
     to_words(digit, count);
   }
 }
 
-void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
-           const Garner* garner) {
+/// Writes `count` digits of the integers sum digit[k][j] p_0 ... p_(k-1), k < 3, and continues
+/// `carry`. Not inlined: the loop needs every register.
+[[gnu::noinline]] void write_digits(std::uint32_t* out, const u64 (*digit)[kGarnerChunk],
+                                    std::size_t count, Carry* carry, const Garner* garner) {
   const u64 p1 = garner->radix[1][0];
   const u64 p2_low = garner->radix[2][0], p2_high = garner->radix[2][1];
-  u64 carry0 = carry->limb[0];
-  Wide carry1 = wide(carry->limb[2], carry->limb[1]);
-  in_chunks<3>(r, n, garner, [&](const u64(*digit)[kGarnerChunk], std::size_t count) {
-    for (std::size_t j = 0; j < count; ++j, out += 2) {
-      // The integer is low + 2^64 middle, each part below 2^117.
-      const Wide low = product(digit[1][j], p1) + digit[0][j] + product(digit[2][j], p2_low);
-      const Wide sum0 = low + carry0;
-      const u64 limb = low_limb(sum0);
-      __builtin_memcpy(out, &limb, sizeof limb);
-      const Wide sum1 = product(digit[2][j], p2_high) + carry1 + high_limb(sum0);
-      carry0 = low_limb(sum1);
-      carry1 = wide(0, high_limb(sum1));
-    }
-  });
+  u64 carry0 = carry->limb[0], carry1 = carry->limb[1];
+  for (std::size_t j = 0; j < count; ++j) {
+    // The integer is below 2^150; its parts are added without regard to the carry, so that
+    // only one chain of additions leads from digit to digit.
+    u64 x0, x1, x2, y1;
+    x0 = multiply_limbs(digit[1][j], p1, x1);
+    unsigned char c = add_limbs(0, x0, digit[0][j], x0);
+    add_limbs(c, x1, 0, x1);
+    const u64 y0 = multiply_limbs(digit[2][j], p2_low, y1);
+    const u64 z1 = multiply_limbs(digit[2][j], p2_high, x2);
+    c = add_limbs(0, x0, y0, x0);
+    c = add_limbs(c, x1, z1, x1);
+    add_limbs(c, x2, 0, x2);
+    c = add_limbs(0, x1, y1, x1);
+    add_limbs(c, x2, 0, x2);
+    c = add_limbs(0, x0, carry0, x0);
+    c = add_limbs(c, x1, carry1, carry0);
+    add_limbs(c, x2, 0, carry1);
+    __builtin_memcpy(out + 2 * j, &x0, sizeof x0);
+  }
   carry->limb[0] = carry0;
-  carry->limb[1] = low_limb(carry1);
-  carry->limb[2] = high_limb(carry1);
+  carry->limb[1] = carry1;
+  carry->limb[2] = 0;
+}
+
+void store(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
+           const Garner* garner) {
+  in_chunks<3>(r, n, garner, [&](const u64(*digit)[kGarnerChunk], std::size_t count) {
+    write_digits(out, digit, count, carry, garner);
+    out += 2 * count;
+  });
 }

@@ -106,7 +106,7 @@ struct Kernels {
   void (*inverse_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
                           std::size_t stride, const Columns* columns, Modulus m);
   /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[2][i], |r| < 2p:
-  /// writes n digits (a multiple of 8) and continues `carry`.
+  /// writes n digits (a multiple of 16) and continues `carry`.
   StoreDigits store;
   /// out = a * b * factor, with the bounds of `multiply`; and out = out + a * b * factor, for
   /// |out| < 3p / 2 and the same result. `out` may be an operand.

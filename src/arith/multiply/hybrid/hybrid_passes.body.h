@@ -43,6 +43,7 @@ struct Mod {
   }
   /// (-p, p) to [0, p).
   V positive(V a) const { return a + and_negative(a, p); }
+  Pair positive(Pair x) const { return {positive(x.a), positive(x.b)}; }
 };
 
 /// One number modulo p, for the few that are not worth a vector.

@@ -314,8 +314,8 @@ void Transform::count_wraps(const double* const* r, std::size_t n, Carry* wraps)
 
 void Transform::store_digits(Word* out, std::size_t count, std::size_t digit,
                              const double* const* r, std::size_t n, Carry* carry) const {
-  constexpr std::size_t kGroup = 8;
-  const std::size_t at = plan_.word_of(digit), words = 2 * format_.bytes;  // of a group
+  constexpr std::size_t kGroup = 16;
+  const std::size_t at = plan_.word_of(digit), words = 4 * format_.bytes;  // of a group
   if (at >= count) return;
   const StoreDigits store = store_loop();
   const std::size_t whole = std::min(n, (count - at) / words * kGroup);
