@@ -41,51 +41,40 @@ void load_balanced(double* out, std::size_t digits, const std::uint32_t* words, 
   }
 }
 
-/// Digits of kBytes bytes, cut into chunks that a double holds.
+/// Digits of kBytes bytes, cut into two or three chunks that a double holds.
 template <unsigned kBytes>
 void load_long(double* out, std::size_t digits, const std::uint32_t* words, std::size_t at,
                std::size_t count, Modulus modulus) {
   constexpr unsigned kChunks = kBytes == 14 ? 3 : 2;
   constexpr unsigned kBits = (8 * kBytes + kChunks - 1) / kChunks;
-  constexpr std::size_t kGroup = 8;
-  constexpr u64 kMagic = 0x4330000000000000;  // 2^52 as a double
+  constexpr unsigned kTopBits = 8 * kBytes - (kChunks - 1) * kBits;
   const Mod m(modulus);
-  const V power52 = V::all(4503599627370496.0);
-  V radix[kChunks];
-  radix[0] = V::all(1);
-  for (unsigned c = 1; c < kChunks; ++c)
-    radix[c] = m.reduce(m.mul(radix[c - 1], V::all(static_cast<double>(u64{1} << kBits))));
+  const V radix1 = m.reduce(V::all(static_cast<double>(u64{1} << kBits)));
+  const V radix2 = m.reduce(m.mul(radix1, radix1));
   const auto* const bytes = reinterpret_cast<const unsigned char*>(words);
-  for (std::size_t i = 0; i < digits; i += kGroup) {
+  for (std::size_t i = 0; i < digits; i += V::kLanes) {
     const std::size_t here = 4 * at + kBytes * i, end = 4 * count;
     if (here >= end) {
-      for (std::size_t j = 0; j < kGroup; j += V::kLanes) V::all(0).store(out + i + j);
+      V::all(0).store(out + i);
       continue;
     }
     const unsigned char* from = bytes + here;
-    unsigned char edge[kBytes * kGroup + 8];
+    unsigned char edge[kBytes * (V::kLanes - 1) + 16];
     if (here + sizeof edge > end) {
       __builtin_memset(edge, 0, sizeof edge);
       __builtin_memcpy(edge, from, end - here < sizeof edge ? end - here : sizeof edge);
       from = edge;
     }
-    alignas(64) double chunk[kChunks][kGroup];
-    for (std::size_t j = 0; j < kGroup; ++j, from += kBytes) {
-      for (unsigned c = 0; c < kChunks; ++c) {
-        const unsigned bit = c * kBits;
-        const unsigned width = c + 1 < kChunks ? kBits : 8 * kBytes - bit;
-        u64 x;
-        __builtin_memcpy(&x, from + bit / 8, sizeof x);
-        x = (x >> bit % 8 & ((u64{1} << width) - 1)) | kMagic;
-        __builtin_memcpy(&chunk[c][j], &x, sizeof x);
-      }
-    }
-    for (std::size_t j = 0; j < kGroup; j += V::kLanes) {
-      V sum = V::load(chunk[0] + j) - power52;
-      if constexpr (kBits > 44) sum = m.reduce(sum);
-      for (unsigned c = 1; c < kChunks; ++c)
-        sum = sum + m.mul(V::load(chunk[c] + j) - power52, radix[c]);
-      sum.store(out + i + j);
+    V x0, x1;
+    if constexpr (kChunks == 2) {
+      V::load_chunks<kBytes, 0, kBits, kBits, kTopBits>(from, x0, x1);
+      if constexpr (kBits > 44) x0 = m.reduce(x0);
+      (x0 + m.mul(x1, radix1)).store(out + i);
+    } else {
+      V x2, again;
+      V::load_chunks<kBytes, 0, kBits, kBits, kBits>(from, x0, x1);
+      V::load_chunks<kBytes, 0, kBits, 2 * kBits, kTopBits>(from, again, x2);
+      (x0 + m.mul(x1, radix1) + m.mul(x2, radix2)).store(out + i);
     }
   }
 }

@@ -32,6 +32,34 @@ struct V {
     low.v = _mm256_sub_pd(_mm256_castsi256_pd(l), power52);
     high.v = _mm256_sub_pd(_mm256_castsi256_pd(h), power52);
   }
+  /// Two chunks of each of kLanes digits of kBytes bytes at q: kBits[0] bits from bit kFirst[0] on
+  /// and kBits[1] from kFirst[1] on. Reads 16 bytes of each digit.
+  template <unsigned kBytes, unsigned kFirst0, unsigned kBits0, unsigned kFirst1, unsigned kBits1>
+  static void load_chunks(const unsigned char* q, V& x, V& y) {
+    constexpr char kAt0 = kFirst0 < 64 ? kFirst0 / 8 : 8, kAt1 = kFirst1 < 64 ? kFirst1 / 8 : 8;
+    const auto two = [q](unsigned i) {
+      const auto* const low = reinterpret_cast<const __m128i*>(q + i * kBytes);
+      const auto* const high = reinterpret_cast<const __m128i*>(q + (i + 2) * kBytes);
+      const __m256i digits = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(low)),
+                                                     _mm_loadu_si128(high), 1);
+      const __m256i bytes = _mm256_broadcastsi128_si256(_mm_setr_epi8(
+          kAt0, kAt0 + 1, kAt0 + 2, kAt0 + 3, kAt0 + 4, kAt0 + 5, kAt0 + 6, kAt0 + 7, kAt1,
+          kAt1 + 1, kAt1 + 2, kAt1 + 3, kAt1 + 4, kAt1 + 5, kAt1 + 6, kAt1 + 7));
+      constexpr long long kShift0 = kFirst0 - 8 * kAt0, kShift1 = kFirst1 - 8 * kAt1;
+      return _mm256_srlv_epi64(_mm256_shuffle_epi8(digits, bytes),
+                               _mm256_setr_epi64x(kShift0, kShift1, kShift0, kShift1));
+    };
+    const __m256i even = two(0), odd = two(1);
+    x.v = to_double<kBits0>(_mm256_unpacklo_epi64(even, odd));
+    y.v = to_double<kBits1>(_mm256_unpackhi_epi64(even, odd));
+  }
+  template <unsigned kBits>
+  static __m256d to_double(__m256i x) {
+    const __m256i magic = _mm256_set1_epi64x(0x4330000000000000);
+    const __m256i low = _mm256_and_si256(x, _mm256_set1_epi64x((1ll << kBits) - 1));
+    return _mm256_sub_pd(_mm256_castsi256_pd(_mm256_or_si256(low, magic)),
+                         _mm256_set1_pd(4503599627370496.0));
+  }
   /// Integers in [0, 2^52) as 64-bit words; q is 32-byte aligned.
   void store_integers(std::uint64_t* q) const {
     const __m256d power52 = _mm256_set1_pd(4503599627370496.0);

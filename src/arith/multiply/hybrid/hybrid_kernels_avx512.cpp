@@ -1,4 +1,4 @@
-// The hybrid NTT's inner loops for AVX-512 (F, DQ). Compiled with those flags: nothing but the
+// The hybrid NTT's inner loops for AVX-512 (F, DQ, BW). Compiled with those flags: nothing but the
 // table may leave this file.
 #if defined(__GNUC__) && !defined(__clang__)
 // With 32 registers there is room to reorder before they are given out: 5 % faster.
@@ -37,6 +37,37 @@ struct V {
     const __m512i h = _mm512_or_si512(_mm512_srli_epi64(x, 32), magic);
     low.v = _mm512_sub_pd(_mm512_castsi512_pd(l), power52);
     high.v = _mm512_sub_pd(_mm512_castsi512_pd(h), power52);
+  }
+  /// Two chunks of each of kLanes digits of kBytes bytes at q: kBits[0] bits from bit kFirst[0] on
+  /// and kBits[1] from kFirst[1] on. Reads 16 bytes of each digit.
+  template <unsigned kBytes, unsigned kFirst0, unsigned kBits0, unsigned kFirst1, unsigned kBits1>
+  static void load_chunks(const unsigned char* q, V& x, V& y) {
+    constexpr char kAt0 = kFirst0 < 64 ? kFirst0 / 8 : 8, kAt1 = kFirst1 < 64 ? kFirst1 / 8 : 8;
+    const auto four = [q](unsigned i) {
+      const auto one = [q](unsigned k) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + k * kBytes));
+      };
+      const __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(one(i)), one(i + 2), 1);
+      const __m256i high =
+          _mm256_inserti128_si256(_mm256_castsi128_si256(one(i + 4)), one(i + 6), 1);
+      const __m512i bytes = _mm512_broadcast_i32x4(_mm_setr_epi8(
+          kAt0, kAt0 + 1, kAt0 + 2, kAt0 + 3, kAt0 + 4, kAt0 + 5, kAt0 + 6, kAt0 + 7, kAt1,
+          kAt1 + 1, kAt1 + 2, kAt1 + 3, kAt1 + 4, kAt1 + 5, kAt1 + 6, kAt1 + 7));
+      constexpr long long kShift0 = kFirst0 - 8 * kAt0, kShift1 = kFirst1 - 8 * kAt1;
+      return _mm512_srlv_epi64(
+          _mm512_shuffle_epi8(_mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1), bytes),
+          _mm512_broadcast_i32x4(_mm_set_epi64x(kShift1, kShift0)));
+    };
+    const __m512i even = four(0), odd = four(1);
+    x.v = to_double<kBits0>(_mm512_unpacklo_epi64(even, odd));
+    y.v = to_double<kBits1>(_mm512_unpackhi_epi64(even, odd));
+  }
+  template <unsigned kBits>
+  static __m512d to_double(__m512i x) {
+    const __m512i magic = _mm512_set1_epi64(0x4330000000000000);
+    const __m512i low = _mm512_and_si512(x, _mm512_set1_epi64((1ll << kBits) - 1));
+    return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_or_si512(low, magic)),
+                         _mm512_set1_pd(4503599627370496.0));
   }
   /// Integers in [0, 2^52) as 64-bit words; q is 64-byte aligned.
   void store_integers(std::uint64_t* q) const {

@@ -58,12 +58,13 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 /// Nanoseconds of a product for each point and prime, measured on one core with three primes and
 /// digits of 64 bits: transforms of one row, 2^6 points and longer, and of many, by doublings from
 /// 2^8 points.
-constexpr double kOneRow[] = {41, 23.8, 15.0, 11.0, 7.1, 7.3, 7.7, 8.1, 8.6};
-constexpr double kManyRows[] = {13.0, 11.8, 10.4, 9.9,  9.6,  9.7,  9.8,  10.1, 10.5, 11.6, 13.0,
-                                14.5, 15.2, 15.3, 15.6, 16.0, 17.0, 17.6, 18.4, 19.2, 20.0};
+constexpr double kOneRow[] = {40, 22, 13, 8.8, 6.8, 6.1, 5.8, 5.8, 6.1};
+constexpr double kManyRows[] = {11.0, 9.5,  8.5,  7.5,  6.9,  6.8,  6.9,  7.1,  7.7,
+                                8.9,  10.2, 11.7, 12.0, 12.5, 13.0, 14.0, 15.0, 16.0,
+                                17.0, 17.5, 18.0, 18.5, 19.0, 19.5, 20.0};
 /// What longer digits and odd lengths add to that.
-constexpr double kFormatExtra[kFormatCount] = {0, 0.4, 3.1, 5.1, 3.1};
-constexpr double kOddExtra[4] = {0, 0.4, 0.8, 2.0};
+constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 0.9, 1.5, 1.2};
+constexpr double kOddExtra[4] = {0, 0, 0.1, 0.5};
 
 /// Nanoseconds of a short product of n by n words: a call, and for each n^2.
 constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.3;
