@@ -9,6 +9,7 @@
 #include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
+#include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/convert.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/ntt64/plan.h"
@@ -91,10 +92,14 @@ const std::vector<Method>& methods() {
                     multiply_with_narrow_digits});
     for (const KernelSet& set : kernel_sets()) {
       if ((platform::processor_features() & set.needs) != set.needs) continue;
-      static std::vector<std::unique_ptr<HybridNtt>> instances;
-      instances.push_back(std::make_unique<HybridNtt>(&set));
-      for (const unsigned threads : {1u, 3u})
-        list.push_back(method(std::string("HNT ") + set.name, *instances.back(), threads));
+      static std::vector<std::unique_ptr<Algorithm>> instances;
+      const auto add = [&](std::unique_ptr<Algorithm> algorithm) {
+        for (const unsigned threads : {1u, 3u})
+          list.push_back(method(std::string(algorithm->id) + ' ' + set.name, *algorithm, threads));
+        instances.push_back(std::move(algorithm));
+      };
+      add(std::make_unique<HybridNtt>(&set));
+      add(std::make_unique<Ntt32>(&set));
     }
     return list;
   }();
