@@ -14,7 +14,7 @@ namespace {
 
 /// Searches without result before a thread goes to sleep, with a yield after each: a few
 /// microseconds.
-constexpr unsigned kSearches = 16;
+constexpr unsigned kSearches = 8;
 /// Sleepers that one thread wakes for one node.
 constexpr std::size_t kWakes = 2;
 constexpr std::size_t kCacheLine = 64;

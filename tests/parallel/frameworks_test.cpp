@@ -85,11 +85,26 @@ TEST_P(Frameworks, TileTheRangeInMultiplesOfTheGrain) {
 
 TEST_P(Frameworks, WorkOnAllThreadsAtOnce) {
   const unsigned threads = context_->threads();
-  Meeting all(threads), both(std::min(threads, 2u));
-  context_->parallel_for(0, threads, 1, [&](Index first, Index last) {
-    EXPECT_TRUE(last - first == threads || all.join());
-  });
-  context_->fork_join([&] { EXPECT_TRUE(both.join()); }, [&] { EXPECT_TRUE(both.join()); });
+  for (const bool asleep : {false, true}) {
+    if (asleep) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    Meeting all(threads), both(std::min(threads, 2u));
+    context_->parallel_for(0, threads, 1,
+                           [&](Index, Index) { EXPECT_TRUE(threads == 1 || all.join()); });
+    context_->fork_join([&] { EXPECT_TRUE(both.join()); }, [&] { EXPECT_TRUE(both.join()); });
+  }
+}
+
+// The call may come at any moment of falling asleep.
+TEST_P(Frameworks, ComeWheneverTheyAreCalled) {
+  if (!pool_ || context_->threads() != 2) return;
+  for (std::size_t rep = 0; rep < test::reps(5000); ++rep) {
+    const auto call =
+        std::chrono::steady_clock::now() + std::chrono::nanoseconds(rng_.below(15000));
+    while (std::chrono::steady_clock::now() < call) {
+    }
+    Meeting both(2);
+    context_->fork_join([&] { ASSERT_TRUE(both.join()); }, [&] { ASSERT_TRUE(both.join()); });
+  }
 }
 
 // The first range takes as long as all others together.
@@ -100,7 +115,8 @@ TEST_P(Frameworks, BalanceUnevenRanges) {
   context_->parallel_for(0, kRanges, 1, [&](Index first, Index last) {
     while (first < last) {
       if (first == 0) {
-        // Those that share its chunk come later.
+        // Those that share its chunk come later, and are few.
+        EXPECT_LE(2 * last, kRanges / context_->threads());
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (others + last < kRanges && std::chrono::steady_clock::now() < deadline)
           std::this_thread::yield();
@@ -190,18 +206,26 @@ TEST_P(Frameworks, RethrowFromAnyPosition) {
 // What waits may hold a lock that unrelated work wants.
 TEST_P(Frameworks, RunNothingUnrelatedWhileTheyWait) {
   static thread_local bool waiting = false;
-  for (std::size_t rep = 0; rep < test::reps(100); ++rep)
-    context_->parallel_for(0, 32, 1, [&](Index, Index) {
-      ASSERT_FALSE(waiting);
-      waiting = true;
-      const auto nap = [] {
-        const bool outer = std::exchange(waiting, false);
-        std::this_thread::sleep_for(std::chrono::microseconds(20));
-        waiting = outer;
-      };
-      context_->fork_join([] {}, nap);
-      waiting = false;
-    });
+  std::atomic<bool> over{false};
+  std::thread outside([&] {
+    while (!over) context_->parallel_for(0, 16, 1, [](Index, Index) { EXPECT_FALSE(waiting); });
+  });
+  for (std::size_t rep = 0; rep < test::reps(100); ++rep) {
+    waiting = true;
+    std::atomic<bool> begun{false};
+    const auto enough = std::chrono::steady_clock::now() + std::chrono::milliseconds(1);
+    context_->fork_join(
+        [&] {
+          while (!begun && std::chrono::steady_clock::now() < enough) std::this_thread::yield();
+        },
+        [&] {
+          begun = true;
+          std::this_thread::sleep_until(enough);
+        });
+    waiting = false;
+  }
+  over = true;
+  outside.join();
 }
 
 // The caller waits for a task that needs it.
