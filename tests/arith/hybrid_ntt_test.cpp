@@ -42,7 +42,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
       for (unsigned log_rows = 0; log_rows <= 7; ++log_rows) {
         const hybrid::Plan plan(primes, odd, log_rows, 4 + static_cast<unsigned>(rng_.below(4)));
         const unsigned slots = plan.single_row() ? 1 : 1 + static_cast<unsigned>(rng_.below(3));
-        test::PlainThreads pool(slots);
+        test::Threads pool(slots);
         Context context{pool, table};
         const std::size_t words = plan.points() * 2, al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
