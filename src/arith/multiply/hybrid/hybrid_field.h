@@ -4,12 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "arith/multiply/hybrid/hybrid_format.h"
 #include "arith/multiply/hybrid/hybrid_kernels.h"
 
 namespace nmp::hybrid {
 
-/// Every prime is c * 15 * 2^36 + 1 < 2^50, so lengths 2^k * {1, 3, 5, 15} exist up to 15 * 2^36.
-inline constexpr unsigned kMaxLogLength = 36;
 /// Longest row, as a power of two.
 inline constexpr unsigned kMaxLogRow = 14;
 
@@ -32,7 +31,11 @@ struct Field {
   /// [direction][odd_index][k]: a root of order odd * 2^k. All are powers of one root.
   double root[2][4][kMaxLogLength + 1];
   OddRoots odd_roots[2][4];
-  std::uint64_t inverse_of_two, inverse_of_odd[4];
+  std::uint64_t inverse_of_two;
+  /// [odd_index][k]: 1 / (odd * 2^k).
+  double inverse_of_length[4][kMaxLogLength + 1];
+  /// bias(format, 1) of each format.
+  std::uint64_t bias[kFormatCount];
   /// Row trees with z = 1: [direction][log], from log = 4.
   Tree row[2][kMaxLogRow + 1];
   alignas(64) double roots_in_order[2][std::size_t{1} << (kMaxLogRow - 1)];
@@ -41,8 +44,7 @@ struct Field {
   std::uint64_t multiply(std::uint64_t a, std::uint64_t b) const;
   std::uint64_t power(std::uint64_t a, std::uint64_t exponent) const;
   double centred(std::uint64_t a) const;
-  /// 1 / (odd * 2^k) modulo p.
-  double inverse_of_length(unsigned odd, unsigned k) const;
+  std::uint64_t residue(const Limbs& x) const;
 };
 
 struct Fields {
@@ -52,9 +54,5 @@ struct Fields {
 
 /// Built by the first caller; `kernels` must be the same for the whole process.
 const Fields& fields(const Kernels& kernels);
-
-/// Largest number of 64-bit digits of the shorter operand for which `primes` primes hold every
-/// coefficient of a product: the largest n with n (2^64 - 1)^2 < p_0 ... p_(primes-1), 3 or 4.
-std::uint64_t capacity(unsigned primes);
 
 }  // namespace nmp::hybrid

@@ -52,6 +52,10 @@ void inverse_blocks(double* x, std::size_t count, const double* blocks, const Mo
 
 #include "arith/multiply/hybrid/hybrid_garner.body.h"
 
+#include "arith/multiply/hybrid/hybrid_digits.body.h"
+
+#include "arith/multiply/hybrid/hybrid_sums.body.h"
+
 inline void transpose(V& a, V& b, V& c, V& d) {
   const __m256d ab0 = _mm256_unpacklo_pd(a.v, b.v), ab1 = _mm256_unpackhi_pd(a.v, b.v);
   const __m256d cd0 = _mm256_unpacklo_pd(c.v, d.v), cd1 = _mm256_unpackhi_pd(c.v, d.v);
@@ -144,7 +148,12 @@ constinit const Kernels kKernelsAvx2 = {
     &multiply,
     &transform_columns<true>,
     &transform_columns<false>,
-    {&store<3>, &store<4>},
+    &store<3>,
+    &multiply_to,
+    &multiply_add,
+    &load_balanced,
+    {&load_long<11>, &load_long<13>, &load_long<14>},
+    {&store_long<4, 11>, &store_long<5, 13>, &store_long<5, 14>},
 };
 
 }  // namespace nmp::hybrid
