@@ -62,9 +62,9 @@ void set_agm(Context& context, BigFloat& r, const BigFloat& a, const BigFloat& b
 
 std::size_t agm_scratch(const Context& context, std::size_t p) {
   const std::size_t q = working_precision(p), h = term_precision(q);
-  const std::size_t limit = carved_bytes<Word>(h + kExtraPrecision) +
-                            carved_bytes<Word>(newton_result_words(h)) +
-                            std::max(BigFloat::mul_scratch(context, h), quotient_scratch(context, h));
+  const std::size_t limit =
+      carved_bytes<Word>(h + kExtraPrecision) + carved_bytes<Word>(newton_result_words(h)) +
+      std::max(BigFloat::mul_scratch(context, h), quotient_scratch(context, h));
   return 3 * carved_bytes<Word>(newton_result_words(q)) +
          std::max({BigFloat::mul_scratch(context, q), sqrt_scratch(context, q), limit});
 }

@@ -11,7 +11,8 @@
 //            leaves fewer than 128 steps even where x / y has 2^64 bits: the result is off by less
 //            than 2^(-32 p) of itself.
 // Cost       Per step one product and one square root: 3 M.
-// Source     [BZ2010] section 4.8.1; the series is Gauss's, M(1 + t, 1 - t) = 1 / F(1/2, 1/2; 1; t^2).
+// Source     [BZ2010] section 4.8.1; the series is Gauss's, M(1 + t, 1 - t) = 1 / F(1/2, 1/2; 1;
+// t^2).
 #pragma once
 
 #include <cstddef>

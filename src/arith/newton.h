@@ -5,7 +5,8 @@
 //           bit, so each rounding is below 2^(-32 (p + 1)), and a step makes fewer than 16. Where
 //           an n-th root raises to a power, that multiplies errors by n, and the step divides
 //           them by n again.
-// Steps     From h good words to p <= 2 h - 1: relative error e becomes c e^2, c <= 3/2 ((n + 1) / 2
+// Steps     From h good words to p <= 2 h - 1: relative error e becomes c e^2, c <= 3/2 ((n + 1) /
+// 2
 //           for n-th roots), and the correction is one product at half precision, since the
 //           leading half of the residual is zero. Precisions are planned downwards from the target,
 //           so that the last step is the only long one. The first approximation is a double, good

@@ -86,7 +86,8 @@ class ReferenceTransforms final : public Algorithm {
     Natural reduced(Natural x) const {
       const Natural m = modulus();
       for (int i = 0; i < 3 && x.size() > wrap_; ++i) {  // both parts are at most 2^(32 wrap_)
-        const Natural low = natural(x.data(), wrap_), high = natural(x.data() + wrap_, x.size() - wrap_);
+        const Natural low = natural(x.data(), wrap_),
+                      high = natural(x.data() + wrap_, x.size() - wrap_);
         x = wrap_sign_ > 0 ? test::add(low, high) : subtract(test::add(low, m), high);
       }
       while (compare(x, m) >= 0) x = subtract(x, m);

@@ -133,11 +133,11 @@ void set_root(Context& context, BigFloat& r, const BigFloat& a, std::uint32_t de
 std::size_t root_scratch(const Context& context, std::size_t p) {
   p = std::max(p, kFirstPrecision);
   const std::size_t h = root_start(p);
-  const std::size_t last = Powers::bytes(p) + std::max(BigFloat::mul_scratch(context, p),
-                                                       StepProducts::bytes(context,
-                                                                           step_shape(h, p)));
-  const std::size_t root = carved_bytes<Word>(newton_result_words(h)) +
-                           std::max(inverse_bytes(context, h), last);
+  const std::size_t last =
+      Powers::bytes(p) +
+      std::max(BigFloat::mul_scratch(context, p), StepProducts::bytes(context, step_shape(h, p)));
+  const std::size_t root =
+      carved_bytes<Word>(newton_result_words(h)) + std::max(inverse_bytes(context, h), last);
   return std::max({root, inverse_bytes(context, p), sqrt_scratch(context, p)});
 }
 

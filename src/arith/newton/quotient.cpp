@@ -34,8 +34,7 @@ std::size_t quotient_scratch(const Context& context, std::size_t p) {
   p = std::max(p, kFirstPrecision);
   const std::size_t h = half_precision(p);
   return carved_bytes<Word>(newton_result_words(h)) +
-         std::max(reciprocal_scratch(context, h),
-                  StepProducts::bytes(context, step_shape(h, p)));
+         std::max(reciprocal_scratch(context, h), StepProducts::bytes(context, step_shape(h, p)));
 }
 
 }  // namespace nmp

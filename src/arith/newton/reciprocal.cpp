@@ -27,8 +27,7 @@ void set_reciprocal(Context& context, BigFloat& r, const BigFloat& a, std::size_
     r.truncate(h + kExtraPrecision);
     StepProducts products(context, shape_of(target), scratch);
     products.keep(r);
-    BigFloat residual =
-        products.residual(one.value, leading(a, target + kExtraPrecision), r);
+    BigFloat residual = products.residual(one.value, leading(a, target + kExtraPrecision), r);
     cut_below(residual, -static_cast<std::int64_t>(target + kExtraPrecision));
     correct(context, products, r, r, residual, 1, h, target);
   }

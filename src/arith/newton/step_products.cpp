@@ -23,15 +23,13 @@ bool has_plan(const Context& context, const SpectrumShape& shape) {
 }
 
 /// Words of either buffer where products are plain.
-std::size_t work_words(const StepShape& shape) {
-  return std::max(shape.longest, shape.words) + 1;
-}
+std::size_t work_words(const StepShape& shape) { return std::max(shape.longest, shape.words) + 1; }
 
 /// A spectrum's memory, seen as words.
 BigFloat float_in(const Spectrum& spectrum, std::size_t bytes) {
-  return BigFloat(reinterpret_cast<Word*>(spectrum.data),
-                  static_cast<std::uint32_t>(
-                      std::min<std::size_t>(bytes / sizeof(Word), ~std::uint32_t{0})));
+  return BigFloat(
+      reinterpret_cast<Word*>(spectrum.data),
+      static_cast<std::uint32_t>(std::min<std::size_t>(bytes / sizeof(Word), ~std::uint32_t{0})));
 }
 
 /// Adds `carry` times 2^(32 n), which is `sign`, to x[0, n) modulo 2^(32 n) - sign; returns word n.
@@ -124,8 +122,7 @@ BigFloat StepProducts::residual(const BigFloat& c, const BigFloat& y, const BigF
   const std::int64_t exp = y.exp + z.exp;
   const auto offset = static_cast<std::uint64_t>(c.exp - exp);
   const bool negative = y.sign != z.sign;  // of both, y z and c
-  const std::uint64_t product_hash =
-      plan_ == nullptr ? 0 : hash61::multiply(hash(y), hash(z));
+  const std::uint64_t product_hash = plan_ == nullptr ? 0 : hash61::multiply(hash(y), hash(z));
   Residue residue = plan_ == nullptr ? plain_product(y, z) : wrapped_product(y, z, plan_->wrap());
   residue.above = subtract_wrapped(context_, residue.words, residue.count, residue.sign,
                                    residue.above, c, offset);
