@@ -39,8 +39,8 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
   const AlgorithmTable table;
   for (unsigned format = 0; format < hybrid::kFormatCount; ++format)
     for (const unsigned odd : {1u, 3u, 5u, 15u})
-      for (unsigned log_rows = 0; log_rows <= 7; ++log_rows) {
-        const hybrid::Plan plan(format, odd, log_rows, 4 + static_cast<unsigned>(rng_.below(4)));
+      for (unsigned log_rows = 0; log_rows <= (format == 0 ? 7u : 4u); ++log_rows) {
+        const hybrid::Plan plan(format, odd, log_rows, 6 + static_cast<unsigned>(rng_.below(4)));
         test::PlainThreads pool(1 + static_cast<unsigned>(rng_.below(3)));
         Context context{pool, table};
         const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
@@ -75,13 +75,105 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
     const double p = f.mod.p;
     for (std::size_t i = 0; i < test::reps(20); ++i) {
       const unsigned log = 10 + i % 2;
-      std::vector<double> x = extreme(3 * p), y = extreme(3 * p), z = extreme(2 * p);
+      std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
       loops_->multiply(x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
       expect_below(x, 1.5 * p);
       loops_->forward_row(y.data(), &f.row[hybrid::kForward][log], f.mod);
-      expect_below(y, 3 * p);
+      expect_below(y, 3.5 * p);
       loops_->inverse_row(z.data(), &f.row[hybrid::kInverse][log], f.mod);
       expect_below(z, 2 * p);
+    }
+  }
+}
+
+TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
+  const hybrid::Fields& fields = hybrid::fields(*loops_);
+  for (const hybrid::Format& format : hybrid::kFormats)
+    for (std::size_t rep = test::reps(20); rep-- != 0;) {
+      // The largest integers, small ones and random ones, with the largest carry before them.
+      const std::size_t n = 16, words = n / 4 * format.bytes;
+      std::vector<double> residues[hybrid::kMaxPrimes];
+      test::Natural sum, bound = {1};
+      for (unsigned k = 0; k < format.primes; ++k)
+        bound = test::multiply(bound, {static_cast<Word>(fields.field[k].p),
+                                       static_cast<Word>(fields.field[k].p >> 32)});
+      for (std::size_t i = 0; i < n; ++i) {
+        const test::Natural below(bound.begin(), bound.end() - 1);
+        test::Natural v = rng_.below(2) ? test::subtract(bound, {1})
+                                        : test::natural(rng_.words(below.size()).data(),
+                                                        rng_.below(2) ? 1 : below.size());
+        for (unsigned k = 0; k < format.primes; ++k) {
+          const hybrid::Field& f = fields.field[k];
+          std::uint64_t r = 0;
+          for (std::size_t w = v.size(); w-- != 0;)
+            r = (f.multiply(r, std::uint64_t{1} << 32) + v[w]) % f.p;
+          residues[k].push_back(static_cast<double>(r) -
+                                static_cast<double>(f.p) * static_cast<double>(rng_.below(3)) +
+                                (r == 0 ? static_cast<double>(f.p) : 0));
+        }
+        // v 2^(8 bytes i): whole words and the odd bytes.
+        v = test::multiply(v, {Word{1} << i * format.bytes % 4 * 8});
+        sum = test::add(sum, test::shifted(v, i * format.bytes / 4));
+      }
+      const test::Natural before = test::shifted({~0u, ~0u, ~0u}, 0);
+      hybrid::Carry carry = {{~std::uint64_t{0}, 0xFFFFFFFF, 0}};
+      sum = test::add(sum, before);
+      const double* r[hybrid::kMaxPrimes];
+      for (unsigned k = 0; k < format.primes; ++k) r[k] = residues[k].data();
+      Words out(words + 1, 0xFEEDFACE);
+      const auto store = format.bytes == 8    ? loops_->store
+                         : format.bytes == 11 ? loops_->store_long[0]
+                                              : loops_->store_long[format.bytes - 12];
+      store(out.data(), r, n, &carry, &fields.garner);
+      ASSERT_EQ(out.back(), 0xFEEDFACE);
+      out.pop_back();
+      for (const std::uint64_t limb : carry.limb) {
+        out.push_back(static_cast<Word>(limb));
+        out.push_back(static_cast<Word>(limb >> 32));
+      }
+      ASSERT_EQ(test::stripped(out), sum) << format.bytes;
+    }
+}
+
+TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
+  // The largest digits there are, of both signs where digits have signs. The last two formats hold
+  // more than the memory of most machines.
+  const AlgorithmTable table;
+  test::PlainThreads pool(2);
+  Context context{pool, table};
+  for (unsigned format = 0; format < 3; ++format) {
+    const hybrid::Format& f = hybrid::kFormats[format];
+    const auto n = static_cast<std::size_t>(hybrid::capacity(format) / 4 * f.bytes);
+    std::uint64_t points = 0;
+    for (unsigned i = 0; hybrid::words_in(f, points) < 2 * n; ++i) points = hybrid::length_at(i);
+    const hybrid::Plan plan = hybrid::Plan::of_length(format, points);
+    const hybrid::Need need = hybrid::Transform::need(plan, 1);
+    const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
+                                      (plan.primes + 1) *
+                                          carved_bytes<double>(plan.plane_doubles()));
+    hybrid::Carver memory(scratch.buffer());
+    hybrid::Transform transform(context, *loops_, plan, 1, memory);
+    double* planes[hybrid::kMaxPrimes + 1];
+    for (unsigned k = 0; k <= plan.primes; ++k)
+      planes[k] = memory.take<double>(plan.plane_doubles());
+    Words a(n, ~0u), b = a, c(2 * n);
+    for (std::size_t i = 0; f.balanced && i < n; ++i) {
+      a[i] = i % 2 ? 0x80000000u : 0;
+      b[i] = i % 2 ? 0x7FFFFFFFu : ~0u;
+    }
+    for (const bool opposite : {false, true}) {
+      if (opposite && !f.balanced) break;
+      const Words& other = opposite ? b : a;
+      for (unsigned k = 0; k < plan.primes; ++k) {
+        double* const last = planes[plan.primes];
+        transform.load(k, planes[k], a.data(), n);
+        transform.load(k, last, other.data(), n);
+        const hybrid::PlaneTerm term = {planes[k], last, true, true, false};
+        transform.multiply(k, planes[k], &term, 1);
+      }
+      transform.store(c.data(), 2 * n, planes, transform.range());
+      SCOPED_TRACE("format " + std::to_string(format));
+      test::expect_product_modulo_primes(c, a, other);
     }
   }
 }

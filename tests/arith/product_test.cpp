@@ -6,7 +6,6 @@
 
 #include "arith/multiply/algorithm.h"
 #include "arith/multiply/basecase/word_multiply.h"
-#include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
 #include "arith/multiply/ntt64/convert.h"
@@ -153,10 +152,32 @@ TEST_F(Products, OfShortOperands) {
 }
 
 TEST_F(Products, OnBothSidesOfEveryTransformLength) {
-  // All ones: the largest coefficients and the longest carries.
-  for (unsigned number = 0; hybrid::length_at(number) <= 1u << 16; ++number)
-    for (std::size_t total = hybrid::length_at(number) * 2 - 1, i = 0; i < 3; ++i, ++total)
-      check(Words(total - total / 2, ~0u), Words(total / 2, ~0u));
+  // All ones: the largest coefficients and the longest carries, and high words that are all ones.
+  for (unsigned number = 0; hybrid::length_at(number) <= 1u << 13; ++number)
+    for (const unsigned bytes : {8u, 11u})
+      for (std::size_t total = hybrid::length_at(number) * bytes / 4 - 1, i = 0; i < 3; ++i) {
+        check(Words(total - total / 2, ~0u), Words(total / 2, ~0u));
+        total += i == 0 ? 2 : rng_.below(1 + total / 8);  // past it, by one and by more
+      }
+}
+
+TEST_F(Products, ThatWrapAroundATransformThatIsTooShort) {
+  // (x 2^(16 w) - 1) (x 2^(16 w) + 1): nothing but ones below the words that wrap.
+  unsigned found = 0;
+  for (std::size_t n = 2000; n < 40000; n += 2 + 2 * rng_.below(n / 16)) {
+    const std::size_t excess = hybrid::best_fit(n / 2, n / 2).excess, x = excess / 2;
+    if (x == 0 || excess % 2 != 0) continue;
+    ++found;
+    Words a(n / 2, ~0u), b(n / 2, 0);
+    const Words high = rng_.words(x);
+    std::copy(high.begin(), high.end(), b.end() - static_cast<std::ptrdiff_t>(x));
+    std::copy(high.begin(), high.end(), a.end() - static_cast<std::ptrdiff_t>(x));
+    for (auto i = a.end() - static_cast<std::ptrdiff_t>(x); i != a.end() && (*i)-- == 0; ++i) {
+    }
+    b[0] = 1;
+    check(a, b);
+  }
+  EXPECT_GT(found, 5u);
 }
 
 TEST_F(Products, OfManyWords) {
@@ -182,9 +203,6 @@ TEST_F(Products, OfManyWords) {
 TEST_F(Products, LongOnesUpToMillionsOfWords) {
   check(operand(5'000'001), operand(4'999'999));
   check(operand(9'000'000), operand(100'003));
-  // At the capacity of three primes and past it: the largest coefficient there is.
-  for (const std::uint64_t digits : {hybrid::capacity(0), hybrid::capacity(0) + 1})
-    check_square(Words(static_cast<std::size_t>(2 * digits), ~0u));
 }
 
 TEST_F(Products, AskForEnoughScratchAndNoLess) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2;
 constexpr KernelSet kSets[] = {
-    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, nullptr},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx512, nullptr},
     {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr},
     {"generic", 0, nullptr, nullptr},
 };

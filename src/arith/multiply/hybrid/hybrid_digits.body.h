@@ -90,50 +90,71 @@ void load_long(double* out, std::size_t digits, const std::uint32_t* words, std:
   }
 }
 
-/// Like `store`, for digits of kBytes bytes: `n` is a multiple of 8.
+/// x[0, 4) += digit * radix[0, 3], and what that product has above three limbs; no overflow.
+inline void add_product(u64 x[4], u64 digit, const u64* radix) {
+  u64 high0, high1, high2;
+  const u64 low0 = multiply_limbs(digit, radix[0], high0);
+  const u64 low1 = multiply_limbs(digit, radix[1], high1);
+  const u64 low2 = multiply_limbs(digit, radix[2], high2);
+  unsigned char c = add_limbs(0, x[0], low0, x[0]);
+  c = add_limbs(c, x[1], low1, x[1]);
+  c = add_limbs(c, x[2], low2, x[2]);
+  add_limbs(c, x[3], high2, x[3]);
+  c = add_limbs(0, x[1], high0, x[1]);
+  c = add_limbs(c, x[2], high1, x[2]);
+  add_limbs(c, x[3], 0, x[3]);
+}
+
+/// Writes `count` digits of kBytes bytes of the integers sum digit[k][j] p_0 ... p_(k-1), k < K,
+/// and continues `carry`. The last digit may be followed by others' memory.
 template <unsigned K, unsigned kBytes>
-void store_long(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
-                const Garner* garner) {
+[[gnu::noinline]] void write_long(unsigned char* out, const u64 (*digit)[kGarnerChunk],
+                                  std::size_t count, Carry* carry, const Garner* garner) {
   constexpr unsigned kShift = 8 * kBytes - 64;
-  Mod m[K];
-  for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);
-  V inverse[K][K];
-  for (unsigned j = 0; j < K; ++j) {
-    for (unsigned k = j + 1; k < K; ++k) inverse[j][k] = V::all(garner->inverse[j][k]);
-  }
+  constexpr std::size_t kWritten = kBytes <= 12 ? 4 : 8;  // past the first limb: at least the rest
   u64 carry0 = carry->limb[0], carry1 = carry->limb[1], carry2 = carry->limb[2];
-  auto* bytes = reinterpret_cast<unsigned char*>(out);
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    V v[K];
-    mixed_radix<K>(v, r, i, m, inverse);
-    alignas(64) u64 digit[K][V::kLanes];
-    for (unsigned k = 0; k < K; ++k) v[k].store_integers(digit[k]);
-    for (unsigned j = 0; j < V::kLanes; ++j, bytes += kBytes) {
-      // Four columns of 64 bits, each below 2^117; the topmost fits a limb.
-      Wide column[3] = {wide(0, digit[0][j]), wide(0, 0), wide(0, 0)};
-      u64 top = 0;
-      for (unsigned k = 1; k < K; ++k) {
-        for (unsigned c = 0; c < 3 && c < k; ++c)
-          column[c] = column[c] + product(digit[k][j], garner->radix[k][c]);
-        if (k == 4) top = digit[k][j] * garner->radix[k][3];
-      }
-      const Wide sum0 = column[0] + carry0;
-      const Wide sum1 = column[1] + carry1 + high_limb(sum0);
-      const Wide sum2 = column[2] + carry2 + high_limb(sum1);
-      const u64 limb0 = low_limb(sum0), limb1 = low_limb(sum1), limb2 = low_limb(sum2);
-      const u64 limb3 = high_limb(sum2) + top;
-      carry0 = limb1 >> kShift | limb2 << (64 - kShift);
-      carry1 = limb2 >> kShift | limb3 << (64 - kShift);
-      carry2 = limb3 >> kShift;
-      __builtin_memcpy(bytes, &limb0, sizeof limb0);
-      // Bytes past this digit are the next one's, and are not there after the last.
-      if (kBytes <= 12)
-        __builtin_memcpy(bytes + 8, &limb1, i + j + 1 < n ? 4 : kBytes - 8);
-      else
-        __builtin_memcpy(bytes + 8, &limb1, i + j + 1 < n ? 8 : kBytes - 8);
+  for (std::size_t j = 0; j < count; ++j, out += kBytes) {
+    u64 x[4] = {0, 0, 0, 0}, high;
+    x[0] = multiply_limbs(digit[1][j], garner->radix[1][0], x[1]);
+    add_limbs(add_limbs(0, x[0], digit[0][j], x[0]), x[1], 0, x[1]);
+    const u64 low1 = multiply_limbs(digit[2][j], garner->radix[2][1], x[2]);
+    const u64 low0 = multiply_limbs(digit[2][j], garner->radix[2][0], high);
+    unsigned char c = add_limbs(0, x[0], low0, x[0]);
+    c = add_limbs(c, x[1], low1, x[1]);
+    add_limbs(c, x[2], 0, x[2]);
+    c = add_limbs(0, x[1], high, x[1]);
+    add_limbs(c, x[2], 0, x[2]);
+    add_product(x, digit[3][j], garner->radix[3]);
+    if constexpr (K == 5) {
+      add_product(x, digit[4][j], garner->radix[4]);
+      x[3] += digit[4][j] * garner->radix[4][3];
     }
+    c = add_limbs(0, x[0], carry0, x[0]);
+    c = add_limbs(c, x[1], carry1, x[1]);
+    c = add_limbs(c, x[2], carry2, x[2]);
+    add_limbs(c, x[3], 0, x[3]);
+    carry0 = x[1] >> kShift | x[2] << (64 - kShift);
+    carry1 = x[2] >> kShift | x[3] << (64 - kShift);
+    carry2 = x[3] >> kShift;
+    __builtin_memcpy(out, &x[0], sizeof x[0]);
+    // Bytes past this digit are the next one's, and are not there after the last.
+    if (j + 1 < count)
+      __builtin_memcpy(out + 8, &x[1], kWritten);
+    else
+      __builtin_memcpy(out + 8, &x[1], kBytes - 8);
   }
   carry->limb[0] = carry0;
   carry->limb[1] = carry1;
   carry->limb[2] = carry2;
+}
+
+/// Like `store`, for digits of kBytes bytes.
+template <unsigned K, unsigned kBytes>
+void store_long(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
+                const Garner* garner) {
+  auto* bytes = reinterpret_cast<unsigned char*>(out);
+  in_chunks<K>(r, n, garner, [&](const u64(*digit)[kGarnerChunk], std::size_t count) {
+    write_long<K, kBytes>(bytes, digit, count, carry, garner);
+    bytes += count * kBytes;
+  });
 }

@@ -71,7 +71,7 @@ void fill_row_trees(Field& f, Direction direction, const Kernels& kernels) {
   double* const t = f.roots_in_order[direction];
   kernels.make_roots(t, kMaxLogRow - 1, f.root[direction][0], f.mod);
   kernels.make_blocks(f.blocks[direction], t, std::size_t{1} << kMaxLogRow);
-  for (unsigned log = 4; log <= kMaxLogRow; ++log) {
+  for (unsigned log = kMinLogRow; log <= kMaxLogRow; ++log) {
     Tree& tree = f.row[direction][log];
     tree.log = log;
     tree.half = 1;
@@ -164,7 +164,11 @@ std::uint64_t Field::residue(const Limbs& x) const {
 }
 
 const Fields& fields(const Kernels& kernels) {
-  static const BuiltFields built(kernels);
+  if (&kernels == &kKernelsAvx512) {
+    static const BuiltFields built(kKernelsAvx512);
+    return built;
+  }
+  static const BuiltFields built(kKernelsAvx2);
   return built;
 }
 

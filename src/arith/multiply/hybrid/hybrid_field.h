@@ -36,7 +36,7 @@ struct Field {
   double inverse_of_length[4][kMaxLogLength + 1];
   /// bias(format, 1) of each format.
   std::uint64_t bias[kFormatCount];
-  /// Row trees with z = 1: [direction][log], from log = 4.
+  /// Row trees with z = 1: [direction][log], from log = kMinLogRow.
   Tree row[2][kMaxLogRow + 1];
   alignas(64) double roots_in_order[2][std::size_t{1} << (kMaxLogRow - 1)];
   alignas(64) double blocks[2][std::size_t{1} << kMaxLogRow];
@@ -52,7 +52,7 @@ struct Fields {
   Garner garner;
 };
 
-/// Built by the first caller; `kernels` must be the same for the whole process.
+/// Built by the first caller with each set of kernels.
 const Fields& fields(const Kernels& kernels);
 
 }  // namespace nmp::hybrid

@@ -23,8 +23,8 @@ namespace nmp::hybrid {
 inline constexpr unsigned kMaxPrimes = 5;
 /// Radix-4 levels of one tree, at most.
 inline constexpr unsigned kMaxLevels = 20;
-/// Points of the register block that ends a row.
-inline constexpr std::size_t kBlock = 16;
+/// Shortest row: no set of instructions ends rows in longer blocks.
+inline constexpr unsigned kMinLogRow = 6;
 
 struct Modulus {
   double p;
@@ -42,7 +42,7 @@ struct Tree {
   unsigned log;
   double half;              ///< the radix-2 step at the root, when `log` is odd
   Level level[kMaxLevels];  ///< from the root down
-  const double* blocks;     ///< rows only: kBlock doubles for each block of kBlock points
+  const double* blocks;     ///< rows only: a double for each point, in the kernel's own order
 };
 
 /// Constants of the radix-3 and radix-5 steps for one direction.
@@ -78,7 +78,7 @@ using StoreDigits = void (*)(std::uint32_t* out, const double* const* r, std::si
 
 struct Kernels {
   /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
-  /// |out| < p + 2^32. `digits` is a multiple of 4.
+  /// |out| < p + 2^32. `digits` is a multiple of 16.
   void (*load)(double* out, std::size_t digits, const std::uint32_t* words, std::size_t word_count,
                Modulus m);
   /// t[0, 2^log) from root[a] of order 2^a. |t| <= p / 2. root[0, log + 1] are read.
@@ -90,18 +90,23 @@ struct Kernels {
   /// to = the tree `from` (which has z = 1) for z = s^(2^log). `storage` holds
   /// scaled_row_doubles(log) doubles, or scaled_column_doubles(log) where `from` has no blocks.
   void (*scale_tree)(Tree* to, double* storage, const Tree* from, double s, Modulus m);
-  /// Rows of 2^tree.log points. Forward: |x| < 3p to |x| < 3p. Inverse, without the division by
-  /// the length: |x| < 2p to |x| < 2p.
+  /// Rows of 2^tree.log points, kMinLogRow at least. Forward: |x| < 7p/2 to |x| < 7p/2. Inverse,
+  /// without the division by the length: |x| < 2p to |x| < 2p.
   void (*forward_row)(double* x, const Tree* tree, Modulus m);
   void (*inverse_row)(double* x, const Tree* tree, Modulus m);
-  /// a = a * b * factor. |a|, |b| < 3p to |a| < 3p / 2. n is a multiple of 4; a == b is a square.
+  /// a = a * b * factor. |a|, |b| < 7p/2 to |a| < 3p/2. n is a multiple of 16; a == b is a square.
   void (*multiply)(double* a, const double* b, std::size_t n, double factor, Modulus m);
-  /// Column transforms of a contiguous strip: odd * 2^log rows of `width` doubles, a multiple of 4.
-  /// Bounds as for rows, but the forward transform wants |x| < 2p.
-  void (*forward_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
-  void (*inverse_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
+  /// Column transforms: odd * 2^log rows of `width` doubles, a multiple of 16. Bounds as for rows,
+  /// but the forward transform wants |x| < 2p. Forward from a contiguous strip, which is spoiled,
+  /// to rows that are `stride` doubles apart; only the first `filled` rows may be other than zero,
+  /// and if they are no more than half of a power of two, only they are read. Inverse from such
+  /// rows to the strip; `filled` is not used.
+  void (*forward_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
+                          std::size_t stride, const Columns* columns, Modulus m);
+  void (*inverse_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
+                          std::size_t stride, const Columns* columns, Modulus m);
   /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[2][i], |r| < 2p:
-  /// writes n digits (a multiple of 8) and continues `carry`.
+  /// writes n digits (a multiple of 16) and continues `carry`.
   StoreDigits store;
   /// out = a * b * factor, with the bounds of `multiply`; and out = out + a * b * factor, for
   /// |out| < 3p / 2 and the same result. `out` may be an operand.
@@ -123,5 +128,6 @@ constexpr std::size_t scaled_column_doubles(unsigned log) {
 }
 
 extern const Kernels kKernelsAvx2;
+extern const Kernels kKernelsAvx512;
 
 }  // namespace nmp::hybrid

@@ -9,11 +9,15 @@ namespace {
 
 struct V {
   static constexpr std::size_t kLanes = 4;
+  static constexpr unsigned kRegisters = 16;
   __m256d v;
   static V load(const double* q) { return {_mm256_loadu_pd(q)}; }
   static V all(double x) { return {_mm256_set1_pd(x)}; }
   void store(double* q) const { _mm256_storeu_pd(q, v); }
   double first() const { return _mm256_cvtsd_f64(v); }
+  bool nonzero() const {
+    return _mm256_movemask_pd(_mm256_cmp_pd(v, _mm256_setzero_pd(), _CMP_NEQ_UQ)) != 0;
+  }
   V operator+(V o) const { return {_mm256_add_pd(v, o.v)}; }
   V operator-(V o) const { return {_mm256_sub_pd(v, o.v)}; }
   V operator*(V o) const { return {_mm256_mul_pd(v, o.v)}; }
@@ -44,6 +48,9 @@ inline V negated_fused_add(V a, V b, V c) { return {_mm256_fnmadd_pd(a.v, b.v, c
 /// p where a is negative, 0 elsewhere.
 inline V and_negative(V a, V p) { return {_mm256_blendv_pd(_mm256_setzero_pd(), p.v, a.v)}; }
 
+/// Points of the block of registers that ends a row.
+constexpr unsigned kBlockLog = 4;
+constexpr std::size_t kBlock = 1 << kBlockLog;
 struct Mod;
 void forward_blocks(double* x, std::size_t count, const double* blocks, const Mod& m);
 void inverse_blocks(double* x, std::size_t count, const double* blocks, const Mod& m);
@@ -127,7 +134,8 @@ void scale_tree(Tree* to, double* storage, const Tree* from, double s, Modulus m
   for (unsigned a = 1; a < from->log; ++a) {
     power[a] = scalar.m.reduce(V::all(scalar.mul(power[a - 1], power[a - 1]))).first();
   }
-  double* const end = scale_levels(to, storage, from, power, from->blocks ? 4 : 0, scalar.m);
+  double* const end =
+      scale_levels(to, storage, from, power, from->blocks ? kBlockLog : 0, scalar.m);
   if (from->blocks) {
     double* const blocks = end;
     scale_blocks(blocks, from->blocks, std::size_t{1} << from->log, power, scalar.m);
@@ -148,7 +156,7 @@ constinit const Kernels kKernelsAvx2 = {
     &multiply,
     &transform_columns<true>,
     &transform_columns<false>,
-    &store<3>,
+    &store,
     &multiply_to,
     &multiply_add,
     &load_balanced,

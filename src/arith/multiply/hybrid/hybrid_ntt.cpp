@@ -1,7 +1,9 @@
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 
 #include <algorithm>
+#include <span>
 
+#include "arith/multiply/basecase/word_multiply.h"
 #include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_spectra.h"
 #include "arith/multiply/hybrid/hybrid_transform.h"
@@ -76,22 +78,58 @@ std::size_t choose_pieces(std::size_t al, std::size_t bl, unsigned threads) {
   return best;
 }
 
-void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
-                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
+/// c[0, count) = a * b modulo 2^(32 plan.words()) - 1.
+void multiply_cyclic(Context& context, const Kernels& loops, const Plan& plan, Word* c,
+                     std::size_t count, const Word* a, std::size_t al, const Word* b,
+                     std::size_t bl, bool wraps, AlignedBufferC scratch) {
   const bool square = a == b && al == bl;
-  const Plan plan = plan_for(al, bl);
   Carver memory(scratch);
   const Product product(plan, plan.primes + (square ? 0 : 1), 0, memory);
   Transform transform(context, loops, plan, 1, memory);
   for (unsigned k = 0; k < plan.primes; ++k) {
     double* const x = product.plane[k];
     double* const y = square ? x : product.plane[plan.primes];
-    transform.load(k, x, a, al);
-    if (!square) transform.load(k, y, b, bl);
+    const Transform::Operand operands[] = {{x, a, al}, {y, b, bl}};
+    transform.load(k, std::span(operands, square ? 1 : 2));
     const PlaneTerm term = {x, y, true, !square, false};
     transform.multiply(k, x, &term, 1);
   }
-  transform.store(c, al + bl, product.plane, transform.range());
+  transform.store(c, count, product.plane, wraps ? hybrid::Range::kWraps : transform.range());
+}
+
+void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch);
+
+/// c = a * b for a transform that is too short by `e` words: the product modulo 2^(32 w) - 1 is the
+/// sum of its low w words and the high ones; the lowest e words being known, so are the highest.
+void multiply_with_excess(Context& context, const Kernels& loops, const Plan& plan, std::size_t e,
+                          Word* c, const Word* a, std::size_t al, const Word* b, std::size_t bl,
+                          AlignedBufferC scratch) {
+  const std::size_t w = plan.words();
+  multiply_cyclic(context, loops, plan, c, w, a, al, b, bl, true, scratch);
+  const std::size_t xl = std::min(al, e), yl = std::min(bl, e);
+  Word* const low = scratch.carve<Word>(xl + yl);
+  if (e <= hybrid::kBasecaseExcess)
+    WordMultiply::native().multiply(low, a, xl, b, yl, scratch);
+  else
+    multiply_whole(context, loops, low, a, xl, b, yl, scratch);
+  // With r what is in c[0, w): high = r - low, and c below it = r - high. Where the sum of the two
+  // wrapped, that borrows, and high is one less. (All ones, which is one less than 0 here, never
+  // wraps: the product is below 2^(32 n) - 2^(32 al), and likewise for bl, of which one is above
+  // e.)
+  Word* const high = c + w;
+  (void)words::sub_n(high, c, low, e);
+  if (words::sub_n(c, c, high, e) != 0 && words::decrement(c + e, w - e) != 0)
+    (void)words::decrement(high, e);
+}
+
+void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
+  const hybrid::Fit fit = hybrid::best_fit(al, bl);
+  if (fit.excess > 0)
+    multiply_with_excess(context, loops, fit.plan, fit.excess, c, a, al, b, bl, scratch);
+  else
+    multiply_cyclic(context, loops, fit.plan, c, al + bl, a, al, b, bl, false, scratch);
 }
 
 /// The longer operand in pieces against one spectrum of the shorter one. A piece's product overlaps

@@ -22,7 +22,7 @@ struct Plan {
   unsigned primes;     ///< those of the format
   unsigned odd;        ///< 1, 3, 5 or 15
   unsigned log_rows;   ///< rows() = odd * 2^log_rows
-  unsigned log_cols;   ///< 4 .. kMaxLogRow
+  unsigned log_cols;   ///< kMinLogRow .. kMaxLogRow
   std::size_t stride;  ///< doubles between rows
   std::size_t width;   ///< columns of a strip; divides cols()
 
@@ -50,6 +50,18 @@ struct Plan {
 /// The fastest plan for at least `words` words and for sums of `sum` products whose shorter operand
 /// has at most `shorter` words. Throws TransformTooSmallException when there is none.
 Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum = 1);
+
+/// A plan for a product whose lowest `excess` words are formed on their own: the product modulo
+/// what the transform wraps around at then gives the rest.
+struct Fit {
+  Plan plan;
+  std::size_t excess;
+};
+/// The fastest one for a product of al and bl words: lengths come in steps of a quarter, and what
+/// is just past a step need not pay for the next.
+Fit best_fit(std::uint64_t al, std::uint64_t bl);
+/// An excess that is formed by the basecase, at most.
+inline constexpr std::size_t kBasecaseExcess = 160;
 
 /// What a plan takes: `base` bytes and `slot` more for each thread.
 struct Need {

@@ -1,7 +1,7 @@
 #include "arith/multiply/hybrid/hybrid_transform.h"
 
 #include <algorithm>
-#include <cstring>
+#include <atomic>
 
 #include "parallel/context.h"
 
@@ -63,7 +63,7 @@ void Transform::take(Carver& memory, const Plan& plan, unsigned slots, unsigned 
       for (double*& scaled : s.scaled)
         scaled = memory.take<double>(scaled_row_doubles(plan.log_cols));
       s.strips = memory.take<double>(plan.primes * plan.rows() * plan.width);
-      s.carries = memory.take<Carry>(plan.rows());
+      s.carries = memory.take<Carry>(kPiecesPerSlot * plan.rows());
     }
     if (slot) slot[i] = s;
   }
@@ -162,22 +162,31 @@ StoreDigits Transform::store_loop() const {
 
 template <typename Body>
 void Transform::split(std::size_t count, const Body& body) {
-  if (slots_ == 1) return body(std::size_t{0}, count, slot_[0]);
+  const std::size_t pieces = pieces_of(count);
+  if (slots_ == 1) return body(Piece{0, count, 0}, slot_[0]);
+  // Slots take pieces as they get through them: one that others keep waiting takes fewer.
+  std::atomic<std::size_t> next = 0;
   context_.threads.parallel_for(0, slots_, 1, [&](std::size_t first, std::size_t last) {
-    for (std::size_t i = first; i < last; ++i) {
-      body(count * i / slots_, count * (i + 1) / slots_, slot_[i]);
-    }
+    for (std::size_t i = first; i < last; ++i)
+      for (std::size_t p; (p = next.fetch_add(1, std::memory_order_relaxed)) < pieces;)
+        body(Piece{count * p / pieces, count * (p + 1) / pieces, p}, slot_[i]);
   });
 }
 
-void Transform::load(unsigned k, double* plane, const Word* words, std::size_t count) {
+std::size_t Transform::pieces_of(std::size_t count) const {
+  return slots_ == 1 ? 1 : std::min<std::size_t>(count, slots_ * kPiecesPerSlot);
+}
+
+void Transform::load(unsigned k, std::span<const Operand> operands) {
   if (plan_.single_row()) {
-    load_digits(k, plane, plan_.points(), words, 0, count);
+    for (const Operand& x : operands) load_digits(k, x.plane, plan_.points(), x.words, 0, x.count);
     return;
   }
-  split(plan_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    for (std::size_t i = first; i < last; ++i) {
-      load_strip(k, plane, words, count, i * plan_.width, slot.strips);
+  const std::size_t strips = plan_.strips();
+  split(operands.size() * strips, [&](const Piece& piece, const Slot& slot) {
+    for (std::size_t i = piece.first; i < piece.last; ++i) {
+      const Operand& x = operands[i / strips];
+      load_strip(k, x.plane, x.words, x.count, i % strips * plan_.width, slot.strips);
     }
   });
 }
@@ -185,21 +194,20 @@ void Transform::load(unsigned k, double* plane, const Word* words, std::size_t c
 void Transform::load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
+  std::size_t filled = 0;
   for (std::size_t row = 0; row < rows; ++row) {
-    load_digits(k, strip + row * width, width, words,
-                plan_.word_of((row << plan_.log_cols) + column), count);
+    const std::size_t at = plan_.word_of((row << plan_.log_cols) + column);
+    load_digits(k, strip + row * width, width, words, at, count);
+    if (at < count + 2) filled = row + 1;  // a signed digit may carry into the next
   }
   const Columns c = columns(k, kForward);
-  kernels_.forward_columns(strip, width, &c, field(k).mod);
-  for (std::size_t row = 0; row < rows; ++row) {
-    std::memcpy(plane + row * plan_.stride + column, strip + row * width, width * sizeof(double));
-  }
+  kernels_.forward_columns(strip, width, filled, plane + column, plan_.stride, &c, field(k).mod);
 }
 
 void Transform::multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count) {
   const double bias = bias_of(k, terms, count);
-  split(plan_.rows(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    for (std::size_t row = first; row < last; ++row)
+  split(plan_.rows(), [&](const Piece& piece, const Slot& slot) {
+    for (std::size_t row = piece.first; row < piece.last; ++row)
       multiply_row(k, row, target, terms, count, row == 0 ? bias : 0, slot);
   });
 }
@@ -253,16 +261,18 @@ void Transform::store(Word* out, std::size_t count, double* const* planes, Range
     if (cyclic) add_carry(out, count, 0, carry, true);
     if (top) count_wraps(planes, plan_.points(), top);
   } else {
-    split(plan_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-      std::fill_n(slot.carries, plan_.rows(), Carry{});
-      for (std::size_t i = first; i < last; ++i)
-        store_strip(out, count, planes, i * plan_.width, slot,
+    const std::size_t rows = plan_.rows(), pieces = pieces_of(plan_.strips());
+    split(plan_.strips(), [&](const Piece& piece, const Slot& slot) {
+      Carry* const carries = carries_of(piece.number);
+      std::fill_n(carries, rows, Carry{});
+      for (std::size_t i = piece.first; i < piece.last; ++i)
+        store_strip(out, count, planes, i * plan_.width, slot, carries,
                     i + 1 == plan_.strips() ? top : nullptr);
     });
-    for (unsigned i = 0; i < slots_; ++i) {
-      const std::size_t end = plan_.strips() * (i + 1) / slots_ * plan_.width;
-      for (std::size_t row = 0; row < plan_.rows(); ++row)
-        add_carry(out, count, plan_.word_of((row << plan_.log_cols) + end), slot_[i].carries[row],
+    for (std::size_t i = 0; i < pieces; ++i) {
+      const std::size_t end = plan_.strips() * (i + 1) / pieces * plan_.width;
+      for (std::size_t row = 0; row < rows; ++row)
+        add_carry(out, count, plan_.word_of((row << plan_.log_cols) + end), carries_of(i)[row],
                   cyclic);
     }
   }
@@ -272,21 +282,18 @@ void Transform::store(Word* out, std::size_t count, double* const* planes, Range
 }
 
 void Transform::store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
-                            const Slot& slot, Carry* wraps) {
+                            const Slot& slot, Carry* carries, Carry* wraps) {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     double* const strip = slot.strips + k * rows * width;
-    for (std::size_t row = 0; row < rows; ++row) {
-      std::memcpy(strip + row * width, planes[k] + row * plan_.stride + column,
-                  width * sizeof(double));
-    }
     const Columns c = columns(k, kInverse);
-    kernels_.inverse_columns(strip, width, &c, field(k).mod);
+    kernels_.inverse_columns(strip, width, rows, planes[k] + column, plan_.stride, &c,
+                             field(k).mod);
   }
   for (std::size_t row = 0; row < rows; ++row) {
     const double* r[kMaxPrimes];
     for (unsigned k = 0; k < plan_.primes; ++k) r[k] = slot.strips + (k * rows + row) * width;
-    store_digits(out, count, (row << plan_.log_cols) + column, r, width, &slot.carries[row]);
+    store_digits(out, count, (row << plan_.log_cols) + column, r, width, &carries[row]);
     if (wraps && row + 1 == rows) count_wraps(r, width, wraps);
   }
 }
@@ -307,8 +314,8 @@ void Transform::count_wraps(const double* const* r, std::size_t n, Carry* wraps)
 
 void Transform::store_digits(Word* out, std::size_t count, std::size_t digit,
                              const double* const* r, std::size_t n, Carry* carry) const {
-  constexpr std::size_t kGroup = 8;
-  const std::size_t at = plan_.word_of(digit), words = 2 * format_.bytes;  // of a group
+  constexpr std::size_t kGroup = 16;
+  const std::size_t at = plan_.word_of(digit), words = 4 * format_.bytes;  // of a group
   if (at >= count) return;
   const StoreDigits store = store_loop();
   const std::size_t whole = std::min(n, (count - at) / words * kGroup);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include "arith/context.h"
 #include "arith/multiply/hybrid/hybrid_field.h"
@@ -60,8 +61,18 @@ class Transform {
   /// Bytes that the constructor takes.
   static Need need(const Plan& plan, unsigned sum);
 
-  /// plane = the digits of words[0, count), in the column domain of prime k.
-  void load(unsigned k, double* plane, const Word* words, std::size_t count);
+  /// One operand: words[0, count), to become a plane.
+  struct Operand {
+    double* plane;
+    const Word* words;
+    std::size_t count;
+  };
+  /// Each plane = the digits of its operand, in the column domain of prime k.
+  void load(unsigned k, std::span<const Operand> operands);
+  void load(unsigned k, double* plane, const Word* words, std::size_t count) {
+    const Operand one[] = {{plane, words, count}};
+    load(k, one);
+  }
   /// target = the sum of terms[0, count), in the column domain. `target` may be an operand. With
   /// terms that may take a coefficient below zero, a multiple of 2^(32 words()) - 1 is added.
   void multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count);
@@ -87,7 +98,7 @@ class Transform {
     double* scaled[2];  ///< what they point to
     double* strips;     ///< a strip, rows() * width, for each prime
     double* row;        ///< a row, where there are sums
-    Carry* carries;     ///< one for each row
+    Carry* carries;     ///< one for each row, for kPiecesPerSlot pieces
   };
   static unsigned slots_for(const Plan& plan, unsigned threads);
   static void take(Carver& memory, const Plan& plan, unsigned slots, unsigned sum,
@@ -107,13 +118,23 @@ class Transform {
   void load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
                   std::size_t column, double* strip) const;
   void store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
-                   const Slot& slot, Carry* wraps);
+                   const Slot& slot, Carry* carries, Carry* wraps);
   /// Digits [digit, digit + n) of the result, as far as out[0, count) reaches.
   void store_digits(Word* out, std::size_t count, std::size_t digit, const double* const* r,
                     std::size_t n, Carry* carry) const;
   /// How often the value wraps around, from the last n digits of the last row.
   void count_wraps(const double* const* r, std::size_t n, Carry* wraps) const;
-  /// Runs body(first, last, slot) over one range of [0, count) for each slot.
+  /// A part of the strips or rows.
+  struct Piece {
+    std::size_t first, last;
+    std::size_t number;
+  };
+  static constexpr std::size_t kPiecesPerSlot = 4;
+  std::size_t pieces_of(std::size_t count) const;
+  Carry* carries_of(std::size_t piece) const {
+    return slot_[piece / kPiecesPerSlot].carries + piece % kPiecesPerSlot * plan_.rows();
+  }
+  /// Runs body(piece, slot) over the pieces that make up [0, count).
   template <typename Body>
   void split(std::size_t count, const Body& body);
 
