@@ -22,8 +22,9 @@ bool has_plan(const Context& context, const SpectrumShape& shape) {
              .spectra_bytes(shape, context.threads.threads()) != 0;
 }
 
-/// Words of either buffer where products are plain.
-std::size_t work_words(const StepShape& shape) { return std::max(shape.longest, shape.words) + 1; }
+/// Words of the buffers where products are plain: only what follows a residual needs the second.
+std::size_t first_words(const StepShape& shape) { return std::max(shape.longest, shape.words) + 1; }
+std::size_t second_words(const StepShape& shape) { return shape.words + 1; }
 
 /// A spectrum's memory, seen as words.
 BigFloat float_in(const Spectrum& spectrum, std::size_t bytes) {
@@ -82,7 +83,8 @@ StepProducts::StepProducts(Context& context, const StepShape& shape, AlignedBuff
     third_ = plan_->carve(memory);
     work_ = {float_in(third_, plan_->bytes()), float_in(second_, plan_->bytes())};
   } else {
-    for (BigFloat& work : work_) work = carve_float(memory, work_words(shape));
+    work_[0] = carve_float(memory, first_words(shape));
+    work_[1] = carve_float(memory, second_words(shape));
     scratch_ = memory;
   }
 }
@@ -91,7 +93,8 @@ std::size_t StepProducts::bytes(const Context& context, const StepShape& shape) 
   const SpectrumShape spectra = spectrum_shape(shape);
   if (has_plan(context, spectra))
     return spectra_bytes(context, spectra) + 3 * spectrum_bytes(context, spectra);
-  return 2 * carved_bytes<Word>(work_words(shape)) + multiply_scratch(context, shape.longest);
+  return carved_bytes<Word>(first_words(shape)) + carved_bytes<Word>(second_words(shape)) +
+         multiply_scratch(context, shape.longest);
 }
 
 void StepProducts::keep(const BigFloat& x) {
@@ -120,6 +123,8 @@ BigFloat StepProducts::multiply(const BigFloat& y, const BigFloat& z) {
 
 BigFloat StepProducts::residual(const BigFloat& c, const BigFloat& y, const BigFloat& z) {
   const std::int64_t exp = y.exp + z.exp;
+  if (c.exp < exp)
+    throw InvalidParametersException("StepProducts::residual()", "Magnitude is out of range.");
   const auto offset = static_cast<std::uint64_t>(c.exp - exp);
   const bool negative = y.sign != z.sign;  // of both, y z and c
   const std::uint64_t product_hash = plan_ == nullptr ? 0 : hash61::multiply(hash(y), hash(z));
@@ -150,10 +155,10 @@ BigFloat StepProducts::subtract_from(const BigFloat& c, const BigFloat& x) {
 BigFloat StepProducts::spare() const { return work_[1 - last_]; }
 
 StepProducts::Residue StepProducts::plain_product(const BigFloat& y, const BigFloat& z) {
-  const auto inside = [this](const BigFloat& x) {
-    return x.T >= work_[last_].buffer && x.T < work_[last_].buffer + work_[last_].buffer_size;
+  const auto in_first = [this](const BigFloat& x) {
+    return x.T >= work_[0].buffer && x.T < work_[0].buffer + work_[0].buffer_size;
   };
-  if (inside(y) || inside(z)) last_ = 1 - last_;
+  last_ = in_first(y) || in_first(z) ? 1 : 0;
   const std::size_t n = std::size_t{y.L} + z.L;
   BigFloat& work = work_[last_];
   if (work.buffer_size < n + 1)

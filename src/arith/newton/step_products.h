@@ -11,7 +11,7 @@
 //         was too long for its w words. AlgorithmFailedException where it fails.
 // Memory  In transform space: the plan and three spectra, of which the third one's memory holds the
 //         words that come back, and the second one's, after a product, what the caller wants.
-//         Otherwise two products and the dispatcher's scratch.
+//         Otherwise a product, another one of shape.words words and the dispatcher's scratch.
 #pragma once
 
 #include <array>
@@ -78,7 +78,7 @@ class StepProducts {
   Spectrum kept_spectrum_, second_, third_;
   BigFloat kept_;
   std::uint64_t kept_hash_ = 0;
-  std::array<BigFloat, 2> work_;  ///< what results lie in, in turn where there is no plan
+  std::array<BigFloat, 2> work_;  ///< what results lie in: the second one where a factor is there
   unsigned last_ = 0;             ///< which of them holds the last result
   AlignedBufferC scratch_;
 };
