@@ -83,6 +83,7 @@ class Owned : public Float {
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
   Owned(Owned&&) = default;  // the words stay where they are
+  Owned& operator=(Owned&&) = default;
 
  private:
   std::vector<Word> storage_;
