@@ -1,8 +1,9 @@
 // What must hold, most general first:
 //   1. the promise of convert_T against the schoolbook method at every size, whatever the operand;
 //   2. digit boundaries at every split, where one half must carry into the other;
-//   3. the same words for any number of threads, with just the scratch that was asked for;
-//   4. spoilt words are noticed.
+//   3. the same words for any transform, whatever it wraps around at and by which sign;
+//   4. the same words for any number of threads, with just the scratch that was asked for;
+//   5. spoilt words are noticed.
 
 #include "digits/radix_conversion.h"
 
@@ -12,6 +13,8 @@
 
 #include "digits/radix_basecase.h"
 #include "digits/radix_oracle.h"
+#include "digits/radix_product.h"
+#include "digits/word_spectra.h"
 #include "support/arithmetic.h"
 #include "support/console_io.h"
 #include "support/faults.h"
@@ -86,15 +89,93 @@ TEST_F(RadixConversion, KeepsItsPromiseAtAnySize) {
 }
 
 TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
-  // The longer one has products that the threads share above those that each makes for itself.
-  for (const auto& [digits, threads] : {std::pair{60000u, 2u}, {60000u, 8u}, {1500000u, 3u}}) {
+  // The longest has products that the threads share above those that each makes for itself; of the
+  // shortest there is less than one leaf for each.
+  for (std::uint64_t digits : {2000u, 60000u, 1500000u}) {
     const Tree tree(context_, digits);
     const Words fraction = rng_.words(tree.words());
-    test::PlainThreads framework(threads);
-    Context several{framework, context_.products};
-    EXPECT_EQ(Tree(several, digits).digits(fraction), tree.digits(fraction)) << digits;
+    const Words expected = tree.digits(fraction);
     EXPECT_THROW(tree.digits(fraction, 2), BufferTooSmallException);
+    for (unsigned threads : {2, 3, 7}) {
+      test::PlainThreads framework(threads);
+      Context several{framework, context_.products};
+      EXPECT_EQ(Tree(several, digits).digits(fraction), expected) << digits << ", " << threads;
+    }
   }
+}
+
+/// A context whose products above a few words have such transforms.
+struct WithSpectra {
+  WithSpectra(int sign, std::size_t surplus) : algorithm(sign, surplus) {
+    table.add(100, &basecase_karatsuba());
+    table.add(std::uint64_t{1} << 32, &algorithm);
+  }
+  test::WordSpectra algorithm;
+  AlgorithmTable table;
+  parallel::SerialContext threads;
+  Context context{threads, table};
+};
+
+TEST_F(RadixConversion, GivesTheSameForAnyTransform) {
+  for (std::size_t i = 0; i < test::reps(40); ++i) {
+    WithSpectra with(i % 2 == 0 ? 1 : -1, rng_.below(3) * rng_.size(500));
+    const std::uint64_t digits = 2000 + rng_.size(i < 2 ? 100000 : 20000);
+    const Tree tree(context_, digits), other(with.context, digits);
+    Words fraction(tree.words());
+    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    with.algorithm.whole_products = 0;
+    ASSERT_EQ(other.digits(fraction), tree.digits(fraction)) << digits;
+    EXPECT_EQ(with.algorithm.whole_products, 0u);
+    fraction = rng_.words(tree.words());  // with runs that look like a carry
+    ASSERT_EQ(other.digits(fraction), tree.digits(fraction)) << digits;
+  }
+}
+
+/// x with x factor = target modulo 2^(32 target.size()), for an odd factor.
+Words quotient_from_below(Words target, const Power& by) {
+  Words factor(by.words, by.words + by.length), x;
+  factor.resize(target.size());
+  Word inverse = 1;
+  for (int i = 0; i < 5; ++i) inverse *= 2 - factor[0] * inverse;
+  for (std::size_t i = 0; i < target.size(); ++i) {
+    x.push_back(target[i] * inverse);
+    words::submul_1(target.data() + i, factor.data(), target.size() - i, x[i]);
+  }
+  return x;
+}
+
+// Fractions whose product, below the words that are kept, consists of ones (so that what wraps
+// around carries into them) or of zeros (so that it borrows from them).
+TEST_F(RadixConversion, WrapsAroundWithoutATrace) {
+  for (int sign : {1, -1})
+    for (std::size_t surplus : {0, 1, 7}) {
+      WithSpectra with(sign, surplus);
+      const Tree tree(context_, 7000);
+      const unsigned level = tree.split.levels;
+      const Window window(tree.split, level);
+      const Power& power = tree.powers.for_level(tree.split, level);
+      FencedScratch memory(RightHalves::bytes(with.context, tree.split, level) +
+                           RightHalves::node_bytes(with.context, tree.split, level));
+      AlignedBufferC rest = memory.buffer();
+      RightHalves right_halves(with.context, tree.split, level, power, rest);
+      for (Word fill : {0u, ~0u})
+        for (std::size_t ones_from : {std::size_t{0}, window.guard - 2, window.guard + 1}) {
+          Words product = rng_.words(window.operand);
+          for (std::size_t i = ones_from; i < window.guard + 1; ++i) product[i] = fill;
+          const unsigned bits = window.first_bit % kWordBits;
+          const Word below = (Word{1} << bits) - 1;
+          product[window.guard + 1] = (product[window.guard + 1] & ~below) | (fill & below);
+          Words fraction = quotient_from_below(product, power);
+          fraction.resize(tree.words(), ~0u);
+          Words expected(window.words), actual(window.words);
+          for (std::size_t i = 0; i < window.words; ++i)
+            expected[i] = static_cast<Word>(load_limb(&product[window.guard + 1 + i]) >> bits);
+          right_halves.take(actual.data(), right_halves.multiply(fraction.data(), rest));
+          ASSERT_EQ(actual, expected)
+              << sign << ", " << surplus << ", " << fill << ", " << ones_from;
+        }
+      EXPECT_GT(with.algorithm.whole_products, 0u);
+    }
 }
 
 // numerator / 10^place, cut to the words of the tree, is a hair below the boundary; one unit more
@@ -162,6 +243,27 @@ TEST_F(RadixConversion, NoticesSpoiltWords) {
     }
     word[3] ^= 1u << 7;
   }
+}
+
+TEST_F(RadixConversion, NoticesASpoiltTransform) {
+  for (int sign : {1, -1})
+    for (bool power : {true, false}) {
+      WithSpectra with(sign, 0);
+      const Tree tree(with.context, 9000);
+      Words fraction(tree.words());
+      for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+      // A power is transformed once for each level, before the nodes.
+      with.algorithm.spoil_in =
+          static_cast<int>(power ? rng_.below(tree.split.levels) : tree.split.levels);
+      try {
+        tree.digits(fraction);
+        ADD_FAILURE() << "nothing noticed, " << sign << power;
+      } catch (const AlgorithmFailedException& failure) {
+        EXPECT_TRUE(failure.message().starts_with("Overlap Mismatch:\n") ||
+                    failure.message() == "Multiplication Failed: Checksum Mismatch")
+            << failure.message();
+      }
+    }
 }
 
 TEST(RadixPower, IsCheckedAgainstModularExponentiation) {
