@@ -63,7 +63,7 @@ class Conversion {
   void convert_trees(Word* results, AlignedBufferC scratch);
   void convert_some(Word* results, AlignedBufferC memory);
   void join_level(unsigned level, const Word* overlaps, Word* results);
-  void report();
+  void report(unsigned levels, std::size_t done, std::size_t nodes, unsigned next = 1);
 
   Context& context_;
   const TreePlan& plan_;
@@ -78,8 +78,10 @@ class Conversion {
 /// Splits every node of a level, by all threads together.
 void Conversion::split_level(unsigned level, Word* overlaps, AlignedBufferC scratch) {
   RightHalves right_halves(context_, split_, level, powers_.for_level(split_, level), scratch);
-  for (std::size_t i = 0; i < plan_.nodes(level); ++i) {
+  const std::size_t nodes = plan_.nodes(level);
+  for (std::size_t i = 0; i < nodes; ++i) {
     throw_if_interrupted();
+    report(split_.levels - level, i, nodes);
     const std::size_t first = i * split_.blocks(level);
     overlaps[i] = split_node(split_, level, first, words_ + first, right_halves, scratch);
   }
@@ -94,10 +96,12 @@ void Conversion::join_level(unsigned level, const Word* overlaps, Word* results)
   }
 }
 
-void Conversion::report() {
+/// So many levels are done, leaves counting as one more, and `done` of the `nodes` parts of `next`
+/// levels.
+void Conversion::report(unsigned levels, std::size_t done, std::size_t nodes, unsigned next) {
   if (progress_ == nullptr || std::this_thread::get_id() != owner_) return;
-  progress_->advance(static_cast<double>(done_.load()) /
-                     static_cast<double>(plan_.nodes(plan_.level)));
+  const double share = static_cast<double>(done) / static_cast<double>(nodes);
+  progress_->advance((levels + share * next) / (split_.levels + 1));
 }
 
 /// One worker's share of the subtrees: the next one, as long as there is one.
@@ -111,8 +115,7 @@ void Conversion::convert_some(Word* results, AlignedBufferC memory) {
       throw_if_interrupted();
       const std::size_t first = i * split_.blocks(plan_.level);
       results[i] = tree.convert(first, words_ + first);
-      ++done_;
-      report();
+      report(split_.levels - plan_.level, ++done_, trees, plan_.level + 1);
     }
   } catch (...) {
     next_ = trees;  // the others need not go on

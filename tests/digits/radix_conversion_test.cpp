@@ -104,21 +104,9 @@ TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
   }
 }
 
-/// A context whose products above a few words have such transforms.
-struct WithSpectra {
-  WithSpectra(int sign, std::size_t surplus) : algorithm(sign, surplus) {
-    table.add(100, &basecase_karatsuba());
-    table.add(std::uint64_t{1} << 32, &algorithm);
-  }
-  test::WordSpectra algorithm;
-  AlgorithmTable table;
-  parallel::SerialContext threads;
-  Context context{threads, table};
-};
-
 TEST_F(RadixConversion, GivesTheSameForAnyTransform) {
   for (std::size_t i = 0; i < test::reps(40); ++i) {
-    WithSpectra with(i % 2 == 0 ? 1 : -1, rng_.below(3) * rng_.size(500));
+    test::WithWordSpectra with(i % 2 == 0 ? 1 : -1, rng_.below(3) * rng_.size(500));
     const std::uint64_t digits = 2000 + rng_.size(i < 2 ? 100000 : 20000);
     const Tree tree(context_, digits), other(with.context, digits);
     Words fraction(tree.words());
@@ -131,25 +119,12 @@ TEST_F(RadixConversion, GivesTheSameForAnyTransform) {
   }
 }
 
-/// x with x factor = target modulo 2^(32 target.size()), for an odd factor.
-Words quotient_from_below(Words target, const Power& by) {
-  Words factor(by.words, by.words + by.length), x;
-  factor.resize(target.size());
-  Word inverse = 1;
-  for (int i = 0; i < 5; ++i) inverse *= 2 - factor[0] * inverse;
-  for (std::size_t i = 0; i < target.size(); ++i) {
-    x.push_back(target[i] * inverse);
-    words::submul_1(target.data() + i, factor.data(), target.size() - i, x[i]);
-  }
-  return x;
-}
-
 // Fractions whose product, below the words that are kept, consists of ones (so that what wraps
 // around carries into them) or of zeros (so that it borrows from them).
 TEST_F(RadixConversion, WrapsAroundWithoutATrace) {
   for (int sign : {1, -1})
     for (std::size_t surplus : {0, 1, 7}) {
-      WithSpectra with(sign, surplus);
+      test::WithWordSpectra with(sign, surplus);
       const Tree tree(context_, 7000);
       const unsigned level = tree.split.levels;
       const Window window(tree.split, level);
@@ -165,7 +140,8 @@ TEST_F(RadixConversion, WrapsAroundWithoutATrace) {
           const unsigned bits = window.first_bit % kWordBits;
           const Word below = (Word{1} << bits) - 1;
           product[window.guard + 1] = (product[window.guard + 1] & ~below) | (fill & below);
-          Words fraction = quotient_from_below(product, power);
+          Words fraction =
+              test::quotient_from_below(product, {power.words, power.words + power.length});
           fraction.resize(tree.words(), ~0u);
           Words expected(window.words), actual(window.words);
           for (std::size_t i = 0; i < window.words; ++i)
@@ -248,7 +224,7 @@ TEST_F(RadixConversion, NoticesSpoiltWords) {
 TEST_F(RadixConversion, NoticesASpoiltTransform) {
   for (int sign : {1, -1})
     for (bool power : {true, false}) {
-      WithSpectra with(sign, 0);
+      test::WithWordSpectra with(sign, 0);
       const Tree tree(with.context, 9000);
       Words fraction(tree.words());
       for (Word& word : fraction) word = static_cast<Word>(rng_.u64());

@@ -114,4 +114,29 @@ class WordSpectra final : public Algorithm {
   const std::size_t surplus_;
 };
 
+/// x with x factor = target modulo 2^(32 target.size()), for an odd factor.
+inline std::vector<Word> quotient_from_below(std::vector<Word> target, std::vector<Word> factor) {
+  std::vector<Word> x;
+  factor.resize(target.size());
+  Word inverse = 1;
+  for (int i = 0; i < 5; ++i) inverse *= 2 - factor[0] * inverse;
+  for (std::size_t i = 0; i < target.size(); ++i) {
+    x.push_back(target[i] * inverse);
+    words::submul_1(target.data() + i, factor.data(), target.size() - i, x[i]);
+  }
+  return x;
+}
+
+/// A context whose products above a few words have such transforms.
+struct WithWordSpectra {
+  WithWordSpectra(int sign, std::size_t surplus) : algorithm(sign, surplus) {
+    table.add(100, &basecase_karatsuba());
+    table.add(std::uint64_t{1} << 32, &algorithm);
+  }
+  WordSpectra algorithm;
+  AlgorithmTable table;
+  parallel::SerialContext threads;
+  Context context{threads, table};
+};
+
 }  // namespace nmp::test
