@@ -1,6 +1,7 @@
 #include "digits/radix_product.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "arith/multiply/algorithm_table.h"
@@ -11,8 +12,8 @@
 namespace nmp::CBRv2 {
 namespace {
 
-/// Words of a fraction that one task takes out of a long product.
-constexpr std::size_t kTakenAtOnce = std::size_t{1} << 15;
+/// Words of a task where long numbers are copied or summed.
+constexpr std::size_t kTaskWords = std::size_t{1} << 15;
 
 /// Whether a level is expected to be done by transforms. A product in full is then the exception
 /// and formed from pieces, in no more scratch than the transforms have.
@@ -28,10 +29,16 @@ Context context_of_whole(const Context& context, const Window& window) {
 
 /// Modulo 2^32 - 1, which divides 2^(32 n) - 1: the residue of a product survives a cyclic
 /// wrap-around of whole words.
-std::uint64_t residue(const Word* words, std::size_t n) {
-  std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < n; ++i) sum += words[i];
-  return sum % 0xFFFFFFFF;
+constexpr std::uint64_t kResidues = 0xFFFFFFFF;
+
+std::uint64_t residue(Context& context, const Word* words, std::size_t n) {
+  std::atomic<std::uint64_t> all = 0;
+  context.threads.parallel_for(0, n, kTaskWords, [&](std::size_t begin, std::size_t end) {
+    std::uint64_t sum = 0;
+    for (std::size_t i = begin; i < end; ++i) sum += words[i];
+    all += sum % kResidues;
+  });
+  return all % kResidues;
 }
 
 }  // namespace
@@ -74,7 +81,7 @@ RightHalves::RightHalves(Context& context, const Split& split, unsigned level, c
   if (spectra_ == nullptr) return;
   transformed_ = spectra_->carve(memory);
   spectra_->forward(transformed_, power.words, power.length);
-  residue_ = residue(power.words, power.length);
+  residue_ = residue(context, power.words, power.length);
 }
 
 const Word* RightHalves::multiply(const Word* fraction, AlignedBufferC scratch) {
@@ -99,9 +106,10 @@ const Word* RightHalves::multiply_wrapped(const Word* fraction, AlignedBufferC s
 }
 
 void RightHalves::check(const Word* fraction, const Word* product, std::size_t length) const {
-  if (residue(product, length) == residue(fraction, window_.operand) * residue_ % 0xFFFFFFFF)
-    return;
-  throw AlgorithmFailedException("multiply()", "Multiplication Failed: Checksum Mismatch");
+  const std::uint64_t expected =
+      residue(context_, fraction, window_.operand) * residue_ % kResidues;
+  if (residue(context_, product, length) != expected)
+    throw AlgorithmFailedException("multiply()", "Multiplication Failed: Checksum Mismatch");
 }
 
 const Word* RightHalves::multiply_whole(const Word* fraction, AlignedBufferC scratch) {
@@ -121,10 +129,19 @@ const Word* RightHalves::multiply_whole(const Word* fraction, AlignedBufferC scr
   return product;
 }
 
+void RightHalves::keep_top(Word* fraction, std::size_t surplus) const {
+  // What the last words of the target are copied over goes first.
+  const std::size_t n = window_.words, first = n - std::min(n, surplus);
+  std::memmove(fraction, fraction + surplus, first * sizeof(Word));
+  context_.threads.parallel_for(first, n, kTaskWords, [=](std::size_t begin, std::size_t end) {
+    std::memcpy(fraction + begin, fraction + surplus + begin, (end - begin) * sizeof(Word));
+  });
+}
+
 void RightHalves::take(Word* target, const Word* product) const {
   const Word* source = product + window_.first_bit / kWordBits;
   const unsigned bits = window_.first_bit % kWordBits;
-  context_.threads.parallel_for(0, window_.words, kTakenAtOnce,
+  context_.threads.parallel_for(0, window_.words, kTaskWords,
                                 [=](std::size_t begin, std::size_t end) {
                                   if (bits == 0)
                                     words::copy(target + begin, source + begin, end - begin);

@@ -56,6 +56,8 @@ class RightHalves {
 
   /// P of a fraction of split.words(level) words, in `scratch`; right where `take` reads it.
   const Word* multiply(const Word* fraction, AlignedBufferC scratch);
+  /// fraction[0, split.words(level - 1)) = its words from `surplus` on, the left half's fraction.
+  void keep_top(Word* fraction, std::size_t surplus) const;
   /// target[0, split.words(level - 1)) = the first words of y. May overlap the fraction.
   void take(Word* target, const Word* product) const;
 

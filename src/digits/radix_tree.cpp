@@ -1,7 +1,6 @@
 #include "digits/radix_tree.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "digits/radix_basecase.h"
@@ -36,7 +35,7 @@ Word split_node(const Split& split, unsigned level, std::size_t first, Word* wor
   const std::size_t surplus = split.words(level) - half_length;
   const bool both = right_wanted(split, level, first);
   const Word* product = both ? right_halves.multiply(words, scratch) : nullptr;
-  std::memmove(words, words + surplus, half_length * sizeof(Word));
+  right_halves.keep_top(words, surplus);
   if (!both) return 0;
   right_halves.take(words + half, product);
   return words[half + half_length - 1];

@@ -222,24 +222,27 @@ TEST_F(RadixConversion, NoticesSpoiltWords) {
 }
 
 TEST_F(RadixConversion, NoticesASpoiltTransform) {
-  for (int sign : {1, -1})
-    for (bool power : {true, false}) {
-      test::WithWordSpectra with(sign, 0);
-      const Tree tree(with.context, 9000);
-      Words fraction(tree.words());
-      for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
-      // A power is transformed once for each level, before the nodes.
-      with.algorithm.spoil_in =
-          static_cast<int>(power ? rng_.below(tree.split.levels) : tree.split.levels);
-      try {
-        tree.digits(fraction);
-        ADD_FAILURE() << "nothing noticed, " << sign << power;
-      } catch (const AlgorithmFailedException& failure) {
-        EXPECT_TRUE(failure.message().starts_with("Overlap Mismatch:\n") ||
-                    failure.message() == "Multiplication Failed: Checksum Mismatch")
-            << failure.message();
-      }
+  const auto message_with = [&](int sign, int spoilt, int spoilt_word) -> std::string {
+    test::WithWordSpectra with(sign, 0);
+    const Tree tree(with.context, 9000);
+    Words fraction(tree.words());
+    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    with.algorithm.spoil_in = spoilt;
+    with.algorithm.spoil_word_in = spoilt_word;
+    try {
+      tree.digits(fraction);
+    } catch (const AlgorithmFailedException& failure) {
+      return failure.message().substr(0, failure.message().find('\n'));
     }
+    return "nothing noticed";
+  };
+  // A power is transformed once for each level, before the nodes.
+  const int nodes = static_cast<int>(Split(9000).levels);
+  for (int spoilt : {0, nodes - 1, nodes, nodes + 1}) {
+    EXPECT_EQ(message_with(1, spoilt, -1), "Multiplication Failed: Checksum Mismatch");
+    EXPECT_EQ(message_with(-1, spoilt, -1), "Overlap Mismatch:");
+  }
+  EXPECT_EQ(message_with(1, -1, 2), "Multiplication Failed: Checksum Mismatch");
 }
 
 TEST(RadixPower, IsCheckedAgainstModularExponentiation) {

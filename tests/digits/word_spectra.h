@@ -53,6 +53,8 @@ class WordSpectra final : public Algorithm {
   /// The number-th spectrum from now on that `forward` makes is wrong, and all of it, as
   /// after one wrong point; -1 for none.
   mutable std::atomic<int> spoil_in = -1;
+  /// The number-th result from now on has one wrong bit; -1 for none.
+  mutable std::atomic<int> spoil_word_in = -1;
 
  private:
   class Plan final : public Spectra {
@@ -81,6 +83,7 @@ class WordSpectra final : public Algorithm {
       const Word* own = reinterpret_cast<const Word*>(s.data);
       EXPECT_TRUE(words::all_equal(own + count, wrap_ - count, 0)) << "more than " << count;
       words::copy(out, own, count);
+      if (owner_.spoil_word_in >= 0 && owner_.spoil_word_in-- == 0) out[count / 4] ^= 1u << 9;
       std::fill_n(s.data, bytes_, std::byte{0xEE});
       return above_;
     }
