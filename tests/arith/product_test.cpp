@@ -79,6 +79,7 @@ const std::vector<Method>& methods() {
       list.push_back(method(WordMultiply::c32i(cutoffs), kShort));
 #ifdef __SIZEOF_INT128__
       list.push_back(method(WordMultiply::c64i(cutoffs), kShort));
+      if (const auto adx = WordMultiply::c64i_adx(cutoffs)) list.push_back(method(*adx, kShort));
 #endif
     }
     list.push_back(method(WordMultiply::native(), 100000));
