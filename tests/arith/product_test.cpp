@@ -6,7 +6,6 @@
 
 #include "arith/multiply/algorithm.h"
 #include "arith/multiply/basecase/word_multiply.h"
-#include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
 #include "arith/multiply/ntt64/convert.h"
@@ -154,10 +153,13 @@ TEST_F(Products, OfShortOperands) {
 }
 
 TEST_F(Products, OnBothSidesOfEveryTransformLength) {
-  // All ones: the largest coefficients and the longest carries.
-  for (unsigned number = 0; hybrid::length_at(number) <= 1u << 16; ++number)
-    for (std::size_t total = hybrid::length_at(number) * 2 - 1, i = 0; i < 3; ++i, ++total)
-      check(Words(total - total / 2, ~0u), Words(total / 2, ~0u));
+  // All ones: the largest coefficients and the longest carries, and high words that are all ones.
+  for (unsigned number = 0; hybrid::length_at(number) <= 1u << 15; ++number)
+    for (const unsigned bytes : {8u, 11u})
+      for (std::size_t total = hybrid::length_at(number) * bytes / 4 - 1, i = 0; i < 3; ++i) {
+        check(Words(total - total / 2, ~0u), Words(total / 2, ~0u));
+        total += i == 0 ? 2 : rng_.below(1 + total / 8);  // past it, by one and by more
+      }
 }
 
 TEST_F(Products, OfManyWords) {
@@ -183,9 +185,6 @@ TEST_F(Products, OfManyWords) {
 TEST_F(Products, LongOnesUpToMillionsOfWords) {
   check(operand(5'000'001), operand(4'999'999));
   check(operand(9'000'000), operand(100'003));
-  // At the capacity of three primes and past it: the largest coefficient there is.
-  for (const std::uint64_t digits : {hybrid::capacity(0), hybrid::capacity(0) + 1})
-    check_square(Words(static_cast<std::size_t>(2 * digits), ~0u));
 }
 
 TEST_F(Products, AskForEnoughScratchAndNoLess) {

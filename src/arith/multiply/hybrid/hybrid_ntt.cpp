@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "arith/multiply/basecase/word_multiply.h"
 #include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_spectra.h"
 #include "arith/multiply/hybrid/hybrid_transform.h"
@@ -18,7 +19,6 @@ using hybrid::Kernels;
 using hybrid::kMaxPrimes;
 using hybrid::Plan;
 using hybrid::PlaneTerm;
-using hybrid::Range;
 using hybrid::Transform;
 
 constexpr std::uint64_t kMaxBits = 0x7FFF0000000;
@@ -40,7 +40,7 @@ struct Product {
 hybrid::Need need(const Plan& plan, unsigned planes, std::size_t spare_words) {
   Carver sum;
   Product(plan, planes, spare_words, sum);
-  const hybrid::Need transform = Transform::need(plan, false);
+  const hybrid::Need transform = Transform::need(plan, 1);
   return {sum.bytes() + transform.base, transform.slot};
 }
 
@@ -77,13 +77,14 @@ std::size_t choose_pieces(std::size_t al, std::size_t bl, unsigned threads) {
   return best;
 }
 
-void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
-                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
+/// c[0, count) = a * b modulo 2^(32 plan.words()) - 1.
+void multiply_cyclic(Context& context, const Kernels& loops, const Plan& plan, Word* c,
+                     std::size_t count, const Word* a, std::size_t al, const Word* b,
+                     std::size_t bl, bool wraps, AlignedBufferC scratch) {
   const bool square = a == b && al == bl;
-  const Plan plan = plan_for(al, bl);
   Carver memory(scratch);
   const Product product(plan, plan.primes + (square ? 0 : 1), 0, memory);
-  Transform transform(context, loops, plan, false, memory);
+  Transform transform(context, loops, plan, 1, memory);
   for (unsigned k = 0; k < plan.primes; ++k) {
     double* const x = product.plane[k];
     double* const y = square ? x : product.plane[plan.primes];
@@ -92,7 +93,47 @@ void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word*
     const PlaneTerm term = {x, y, true, !square, false};
     transform.multiply(k, x, &term, 1);
   }
-  transform.store(c, al + bl, product.plane, Range::kExact);
+  transform.store(c, count, product.plane, wraps ? hybrid::Range::kWraps : transform.range());
+}
+
+void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch);
+
+/// c = a * b for a transform that is too short by `e` words. Source of the idea: the product
+/// modulo 2^(32 w) - 1 is the sum of its low w words and the high ones; the lowest e words being
+/// known, so are the highest.
+void multiply_with_excess(Context& context, const Kernels& loops, const Plan& plan, std::size_t e,
+                          Word* c, const Word* a, std::size_t al, const Word* b, std::size_t bl,
+                          AlignedBufferC scratch) {
+  const std::size_t w = plan.words();
+  multiply_cyclic(context, loops, plan, c, w, a, al, b, bl, true, scratch);
+  const std::size_t xl = std::min(al, e), yl = std::min(bl, e);
+  Word* const low = scratch.carve<Word>(xl + yl);
+  if (e <= hybrid::kBasecaseExcess)
+    WordMultiply::native().multiply(low, a, xl, b, yl, scratch);
+  else
+    multiply_whole(context, loops, low, a, xl, b, yl, scratch);
+  // With r what is in c[0, w): high = r - low or one less, the lower part = r - high, and it is one
+  // less if that borrows.
+  Word* const high = c + w;
+  (void)words::sub_n(high, c, low, e);
+  const Word borrow = words::sub_n(c, c, high, e);
+  if (borrow != 0 && words::decrement(c + e, w - e) != 0) {
+    (void)words::decrement(high, e);
+  } else if (a[al - 1] >> (kWordBits - 1) != 0 && b[bl - 1] >> (kWordBits - 1) != 0 &&
+             std::all_of(high, high + e, [](Word word) { return word == 0; })) {
+    // The product has its top bit or the next one: these zeros are 2^(32 e) that wrapped.
+    (void)words::decrement(c + e, w);
+  }
+}
+
+void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
+  const hybrid::Fit fit = hybrid::best_fit(al, bl);
+  if (fit.excess > 0)
+    multiply_with_excess(context, loops, fit.plan, fit.excess, c, a, al, b, bl, scratch);
+  else
+    multiply_cyclic(context, loops, fit.plan, c, al + bl, a, al, b, bl, false, scratch);
 }
 
 /// The longer operand in pieces against one spectrum of the shorter one. A piece's product overlaps
@@ -104,7 +145,7 @@ void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word
   Carver memory(scratch);
   const Product product(plan, 2 * plan.primes, bl, memory);
   double* const* const spectrum = product.plane + plan.primes;
-  Transform transform(context, loops, plan, false, memory);
+  Transform transform(context, loops, plan, 1, memory);
   for (unsigned k = 0; k < plan.primes; ++k) transform.load(k, spectrum[k], b, bl);
   for (std::size_t at = 0; at < al; at += piece) {
     const std::size_t length = std::min(piece, al - at);
@@ -115,7 +156,7 @@ void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word
       transform.multiply(k, x, &term, 1);
     }
     if (at > 0) std::copy_n(c + at, bl, product.spare);
-    transform.store(c + at, length + bl, product.plane, Range::kExact);
+    transform.store(c + at, length + bl, product.plane, transform.range());
     if (at > 0) {
       const Word carry = words::add_n(c + at, c + at, product.spare, bl);
       if (carry != 0) words::increment(c + at + bl, length);

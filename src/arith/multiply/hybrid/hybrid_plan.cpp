@@ -14,9 +14,8 @@ namespace nmp::hybrid {
 namespace {
 
 constexpr unsigned kOddFactors[4] = {1, 3, 5, 15};
-/// From where on an odd factor pays, as a power of two. 15 is no faster than the next power of two,
-/// but shorter, which counts where memory is dear.
-constexpr unsigned kSmallestLog[4] = {4, 8, 8, 20};
+/// From where on an odd factor may pay, as a power of two.
+constexpr unsigned kSmallestLog[4] = {4, 8, 8, 8};
 constexpr unsigned count_lengths() {
   unsigned n = 0;
   for (const unsigned log : kSmallestLog) n += kMaxLogLength - log + 1;
@@ -56,10 +55,36 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
   return std::min(log_points, log_points < 21 ? kMaxLogRow - 1 : kMaxLogRow);
 }
 
+/// Nanoseconds of a product for each point and prime, measured on one core with three primes and
+/// digits of 64 bits: transforms of one row, 2^4 points and longer, and of many, by doublings from
+/// 2^8 points.
+constexpr double kOneRow[] = {146, 76, 41, 23.8, 15.0, 11.0, 7.1, 7.3, 7.7, 8.1, 8.6};
+constexpr double kManyRows[] = {13.0, 11.8, 10.4, 9.9,  9.6,  9.7,  9.8,  10.1, 10.5, 11.6, 13.0,
+                                14.5, 15.2, 15.3, 15.6, 16.0, 17.0, 17.6, 18.4, 19.2, 20.0};
+/// What longer digits and odd lengths add to that.
+constexpr double kFormatExtra[kFormatCount] = {0, 0.4, 3.1, 5.1, 3.1};
+constexpr double kOddExtra[4] = {0, 0.4, 0.8, 2.0};
+
+/// Nanoseconds of a short product of n by n words: a call, and for each n^2.
+constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.3;
+/// The excess is formed on its own up to a fraction of the transform: with both operands' low words
+/// and its scratch it must fit where the planes were.
+constexpr std::uint64_t kLargestExcess = 6, kFewestWordsForExcess = 1000;
+
+/// Nanoseconds of a product; its transforms and passes are shares of that.
 double cost_of(unsigned format, std::uint64_t points) {
-  const double n = static_cast<double>(points) * kFormats[format].primes;
-  const double per_level = points > std::size_t{1} << 15 ? 0.6 : 0.5;
-  return n * (std::log2(static_cast<double>(points)) * per_level + 3.0);
+  const unsigned log = static_cast<unsigned>(std::countr_zero(points));
+  const unsigned odd = odd_index(static_cast<unsigned>(points >> log));
+  double each = kFormatExtra[format] + kOddExtra[odd];
+  if (odd == 0 && log <= kMaxLogRow) {
+    each += kOneRow[log - 4];
+  } else {
+    constexpr int kLast = sizeof kManyRows / sizeof kManyRows[0] - 1;
+    const double at = std::min(std::log2(static_cast<double>(points)) - 8, kLast - 0.001);
+    const int below = static_cast<int>(at);
+    each += kManyRows[below] + (at - below) * (kManyRows[below + 1] - kManyRows[below]);
+  }
+  return each * static_cast<double>(points) * kFormats[format].primes;
 }
 
 /// One length in one format.
@@ -96,6 +121,7 @@ class Candidates {
                          [](const Candidate& c, std::uint64_t w) { return c.words < w; }) -
         all_.begin());
   }
+  const Candidate* candidate(unsigned i) const { return &all_[i]; }
   const Candidate* best(unsigned format, unsigned i) const { return best_[format][i]; }
 
  private:
@@ -143,6 +169,30 @@ Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum) {
     throw TransformTooSmallException("hybrid::best_plan()",
                                      "No transform is long enough for this product.");
   return Plan::of_length(best->format, best->points);
+}
+
+Fit best_fit(std::uint64_t al, std::uint64_t bl) {
+  const std::uint64_t words = al + bl, shorter = std::min(al, bl);
+  const auto cost_of_excess = [](std::uint64_t excess) {
+    if (excess > kBasecaseExcess) return best_plan(2 * excess, excess).cost();
+    const double e = static_cast<double>(excess);
+    return kBasecaseCall + kBasecaseSquare * e * e;
+  };
+  Fit best = {best_plan(words, shorter), 0};
+  double cost = best.plan.cost();
+  const unsigned f = first_format(shorter, 1);
+  for (unsigned i = candidates().first(words); i-- > 0;) {
+    const Candidate* const c = candidates().candidate(i);
+    const std::uint64_t excess = words - c->words;
+    if (c->words < std::max({al, bl, kFewestWordsForExcess}) || excess * kLargestExcess > c->words)
+      break;
+    if (c != candidates().best(f, i) || c->cost >= cost) continue;
+    const double total = c->cost + cost_of_excess(excess);
+    if (total >= cost) continue;
+    cost = total;
+    best = {Plan::of_length(c->format, c->points), static_cast<std::size_t>(excess)};
+  }
+  return best;
 }
 
 Bounds::Bounds(Need (*of_plan)(const Plan&)) : need_(kFormatCount * Candidates::kCount) {

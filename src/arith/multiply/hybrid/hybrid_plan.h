@@ -51,6 +51,18 @@ struct Plan {
 /// has at most `shorter` words. Throws TransformTooSmallException when there is none.
 Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum = 1);
 
+/// A plan for a product whose lowest `excess` words are formed on their own: the product modulo
+/// what the transform wraps around at then gives the rest.
+struct Fit {
+  Plan plan;
+  std::size_t excess;
+};
+/// The fastest one for a product of al and bl words: lengths come in steps of a quarter, and what
+/// is just past a step need not pay for the next.
+Fit best_fit(std::uint64_t al, std::uint64_t bl);
+/// An excess that is formed by the basecase, at most.
+inline constexpr std::size_t kBasecaseExcess = 160;
+
 /// What a plan takes: `base` bytes and `slot` more for each thread.
 struct Need {
   std::size_t base = 0;
