@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <thread>
 
 #include "digits/radix_product.h"
@@ -13,16 +14,22 @@ namespace {
 
 /// Nodes whose products have at most this many words are converted, with all below them, by one
 /// thread; several of them at a time. Longer products are made by all threads together.
-constexpr std::size_t kTreeProductWords = std::size_t{1} << 17;
-/// Subtrees for each thread at least, so that all threads end at about the same time.
+constexpr std::size_t kTreeProductWords = std::size_t{1} << 19;
+/// Products that threads share with profit. As long as there are such, each thread gets several
+/// subtrees, so that all end at about the same time.
+constexpr std::size_t kSharedProductWords = std::size_t{1} << 18;
 constexpr std::size_t kTreesPerThread = 4;
 
 /// The level from which on nodes are done by subtrees. With it counts what memory they need.
 struct TreePlan {
   TreePlan(const Context& context, const Split& own_split)
       : split(own_split), threads(context.threads.threads()), level(split.levels) {
-    const std::size_t enough = threads == 1 ? 1 : kTreesPerThread * threads;
-    while (level > 0 && (product_words() > kTreeProductWords || nodes(level) < enough)) --level;
+    while (level > 0 && (product_words() > kTreeProductWords || nodes(level) < enough())) --level;
+  }
+  std::size_t enough() const {
+    if (threads == 1) return 1;
+    if (product_words() > kSharedProductWords) return kTreesPerThread * threads;
+    return std::has_single_bit(threads) ? threads : 2 * threads;
   }
   std::size_t product_words() const {
     const Window window(split, level);
@@ -96,8 +103,8 @@ void Conversion::join_level(unsigned level, const Word* overlaps, Word* results)
   }
 }
 
-/// So many levels are done, leaves counting as one more, and `done` of the `nodes` parts of `next`
-/// levels.
+/// `levels` levels are done, the leaves being one more than there are splits, and of the `next`
+/// levels `done` of `nodes` parts.
 void Conversion::report(unsigned levels, std::size_t done, std::size_t nodes, unsigned next) {
   if (progress_ == nullptr || std::this_thread::get_id() != owner_) return;
   const double share = static_cast<double>(done) / static_cast<double>(nodes);
