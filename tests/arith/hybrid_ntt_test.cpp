@@ -41,7 +41,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
     for (const unsigned odd : {1u, 3u, 5u, 15u})
       for (unsigned log_rows = 0; log_rows <= 7; ++log_rows) {
         const hybrid::Plan plan(format, odd, log_rows, 4 + static_cast<unsigned>(rng_.below(4)));
-        test::PlainThreads pool(1 + static_cast<unsigned>(rng_.below(3)));
+        test::Threads pool(1 + static_cast<unsigned>(rng_.below(3)));
         Context context{pool, table};
         const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
@@ -139,7 +139,7 @@ TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
   // All ones, the largest digits there are: the square is known. The last two formats hold more
   // than the memory of most machines.
   const AlgorithmTable table;
-  test::PlainThreads pool(2);
+  test::Threads pool(2);
   Context context{pool, table};
   for (unsigned format = 0; format < 3; ++format) {
     const hybrid::Format& f = hybrid::kFormats[format];

@@ -44,7 +44,7 @@ Method method(const std::string& name, const Algorithm& algorithm, unsigned thre
   return {name + " with threads: " + std::to_string(threads), kAny,
           [&algorithm, threads](std::size_t n) { return algorithm.scratch_bytes(n, threads); },
           [&algorithm, threads](auto... operands) {
-            test::PlainThreads framework(threads);
+            test::Threads framework(threads);
             Context context{framework, table};
             algorithm.multiply(context, operands...);
           }};

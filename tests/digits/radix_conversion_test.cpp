@@ -97,7 +97,7 @@ TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
     const Words expected = tree.digits(fraction);
     EXPECT_THROW(tree.digits(fraction, 2), BufferTooSmallException);
     for (unsigned threads : {2, 3, 7}) {
-      test::PlainThreads framework(threads);
+      test::Threads framework(threads);
       Context several{framework, context_.products};
       EXPECT_EQ(Tree(several, digits).digits(fraction), expected) << digits << ", " << threads;
     }
