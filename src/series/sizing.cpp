@@ -1,8 +1,10 @@
+#include "series/sizing.h"
+
 #include <algorithm>
 #include <cmath>
 
+#include "arith/big_float.h"
 #include "arith/multiply/algorithm_table.h"
-#include "series/common_p2b3.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
@@ -41,10 +43,6 @@ std::size_t Sizing::end_bytes(bool pairs) const {
          multiply_scratch(context_, product);
 }
 
-std::size_t Sizing::Words::bytes() const {
-  return carved_bytes<Word>(P) + carved_bytes<Word>(Q) + carved_bytes<Word>(R);
-}
-
 Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) const {
   const RangeBits bits = series_.range_bits(a, b);
   const std::size_t most = kept() + 4;  // a truncated sum, its carry, and nothing else
@@ -56,32 +54,31 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
   return {room(bits.P), room(bits.Q), room(r)};
 }
 
-std::size_t Sizing::merge_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
-                                bool needs_R) const {
-  const Words left = result(a, m, true), right = result(m, b, needs_R);
-  const std::size_t product = std::max(
-      {left.P + right.Q, left.R + right.P, left.Q + right.Q, needs_R ? left.R + right.R : 0});
-  return carved_bytes<Word>(product) + multiply_scratch(context_, product);
+std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
+                                  bool needs_R) const {
+  return merge_bytes(context_, result(a, m, true), result(m, b, needs_R), needs_R,
+                     MergeWay::kPlain);
 }
 
 std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const {
-  return scratch_bytes(a, b, needs_R, 0);
+  return scratch_bytes(a, b, needs_R, kFollowedLevels);
 }
 
-std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int depth) const {
+std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R,
+                                  int levels) const {
   if (is_end(a, b)) return end_bytes(true);
   const std::uint64_t m = series_.split(a, b);
   const std::size_t right = result(m, b, needs_R).bytes();
-  const std::size_t merging = right + merge_bytes(a, m, b, needs_R);
-  if (depth == kFollowedLevels) {
+  const std::size_t merging = right + merging_bytes(a, m, b, needs_R);
+  if (levels == 0) {
     // Below, the right halves of all levels together are no longer than the range itself; each
     // level rounds up three numbers.
     constexpr std::size_t kLevels = 64;
     const std::size_t rounding = kLevels * 3 * carved_bytes<Word>(kLeastWords);
     return std::max(merging, result(a, b, true).bytes()) + rounding;
   }
-  return std::max({scratch_bytes(a, m, true, depth + 1),
-                   right + scratch_bytes(m, b, needs_R, depth + 1), merging});
+  return std::max({scratch_bytes(a, m, true, levels - 1),
+                   right + scratch_bytes(m, b, needs_R, levels - 1), merging});
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

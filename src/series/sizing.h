@@ -1,0 +1,48 @@
+// Sizes of a series run: words of its numbers, bytes of its scratch.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "arith/context.h"
+#include "series/merge.h"
+#include "series/series.h"
+
+namespace nmp::BinarySplitting::CommonP2B3 {
+
+class Sizing {
+ public:
+  using Words = CommonP2B3::Words;
+
+  /// `target`: the precision of the result in words.
+  Sizing(const Context& context, const Series& series, std::size_t target)
+      : context_(context), series_(series), target_(target) {}
+  /// The same run in another context.
+  Sizing in(const Context& context) const { return {context, series_, target_}; }
+
+  /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
+  /// half only, which the merge reads.
+  Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// Bytes of scratch for summing a range, its result not included: what it takes with plain
+  /// merges, the leanest. Merges below the longest find more than they need, and use it.
+  std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// The same, following only so many levels of the recursion: quicker, and never less.
+  std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int levels) const;
+  /// Bytes of scratch for merging (a, m] with (m, b] in the plain way.
+  std::size_t merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
+  /// Bytes of scratch for an end case, in steps of two terms or of one.
+  std::size_t end_bytes(bool pairs) const;
+  /// True where the range is short enough for an end case.
+  bool is_end(std::uint64_t a, std::uint64_t b) const;
+  /// True where no product of the range is truncated.
+  bool is_exact(std::uint64_t a, std::uint64_t b) const;
+  /// Words that a truncated product keeps.
+  std::size_t kept() const;
+
+ private:
+  const Context& context_;
+  const Series& series_;
+  std::size_t target_;
+};
+
+}  // namespace nmp::BinarySplitting::CommonP2B3
