@@ -37,37 +37,34 @@ class HybridTransform : public test::RandomTest {
 
 TEST_F(HybridTransform, MultipliesInEveryShape) {
   const AlgorithmTable table;
-  for (const unsigned primes : {3u, 4u})
+  for (unsigned format = 0; format < hybrid::kFormatCount; ++format)
     for (const unsigned odd : {1u, 3u, 5u, 15u})
       for (unsigned log_rows = 0; log_rows <= 7; ++log_rows) {
-        const hybrid::Plan plan(primes, odd, log_rows, 4 + static_cast<unsigned>(rng_.below(4)));
-        const unsigned slots = plan.single_row() ? 1 : 1 + static_cast<unsigned>(rng_.below(3));
-        test::PlainThreads pool(slots);
+        const hybrid::Plan plan(format, odd, log_rows, 4 + static_cast<unsigned>(rng_.below(4)));
+        test::PlainThreads pool(1 + static_cast<unsigned>(rng_.below(3)));
         Context context{pool, table};
-        const std::size_t words = plan.points() * 2, al = 1 + rng_.below(words - 1);
+        const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
-        const test::FencedScratch scratch(hybrid::Transform::need(plan, slots) +
-                                          (primes + 1) *
+        const hybrid::Need need = hybrid::Transform::need(plan, false);
+        const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
+                                          (plan.primes + 1) *
                                               carved_bytes<double>(plan.plane_doubles()));
         hybrid::Carver memory(scratch.buffer());
-        double* planes[5];
-        for (unsigned k = 0; k <= primes; ++k)
+        double* planes[hybrid::kMaxPrimes + 1];
+        for (unsigned k = 0; k <= plan.primes; ++k)
           planes[k] = memory.take<double>(plan.plane_doubles());
-        hybrid::Transform transform(context, *loops_, plan, slots, memory);
-        for (unsigned k = 0; k < primes; ++k) {
+        hybrid::Transform transform(context, *loops_, plan, false, memory);
+        for (unsigned k = 0; k < plan.primes; ++k) {
           transform.load(k, planes[k], a.data(), a.size());
-          transform.load(k, planes[primes], b.data(), b.size());
-          if (k % 2 == 0) {
-            transform.multiply(k, planes[k], planes[primes]);
-          } else {
-            transform.forward_rows(k, planes[primes]);
-            transform.multiply_by_spectrum(k, planes[k], planes[primes]);
-          }
+          transform.load(k, planes[plan.primes], b.data(), b.size());
+          const hybrid::PlaneTerm term = {planes[k], planes[plan.primes], true, true, false};
+          transform.multiply(k, planes[k], &term, 1);
         }
         Words c(words);
-        transform.store(c.data(), words, planes);
+        transform.store(c.data(), words, planes,
+                        rng_.below(2) ? hybrid::Range::kExact : hybrid::Range::kWraps);
         SCOPED_TRACE(std::to_string(odd) + " * 2^" + std::to_string(log_rows) + " rows, 2^" +
-                     std::to_string(plan.log_cols) + " columns");
+                     std::to_string(plan.log_cols) + " columns, format " + std::to_string(format));
         test::expect_product_modulo_primes(c, a, b);
       }
 }
@@ -92,12 +89,13 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
 TEST(HybridField, CapacityAndRounding) {
   EXPECT_FALSE(hybrid::rounding_holds((std::uint64_t{1} << 50) + 55));
   EXPECT_TRUE(hybrid::rounding_holds(1092 * (std::uint64_t{15} << 36) + 1));
-  // log2 of the products of the primes: 149.98 and 199.96.
-  EXPECT_NEAR(std::log2(static_cast<double>(hybrid::capacity(3))), 149.98 - 128, 0.01);
-  EXPECT_GE(hybrid::capacity(4), std::uint64_t{1} << 37);
-  EXPECT_EQ(hybrid::Plan(16, hybrid::capacity(3)).primes, 3u);
-  EXPECT_EQ(hybrid::Plan(16, hybrid::capacity(3) + 1).primes, 4u);
-  EXPECT_THROW(hybrid::Plan(~std::uint64_t{0} / 4, 1), TransformTooSmallException);
+  // log2 of the product of three primes: 149.98.
+  EXPECT_NEAR(std::log2(static_cast<double>(hybrid::capacity(0))), 149.98 - 128, 0.01);
+  EXPECT_GE(hybrid::capacity(hybrid::kFormatCount - 1), std::uint64_t{1} << 37);
+  EXPECT_EQ(hybrid::first_format(2 * hybrid::capacity(0), 1), 0u);
+  EXPECT_EQ(hybrid::first_format(2 * hybrid::capacity(0) + 1, 1), 1u);
+  EXPECT_EQ(hybrid::first_format(hybrid::capacity(0), 3), 1u);
+  EXPECT_THROW(hybrid::best_plan(~std::uint64_t{0} / 4, 1), TransformTooSmallException);
 }
 
 TEST(KernelSet, IsFoundByNameWhereItCanRun) {

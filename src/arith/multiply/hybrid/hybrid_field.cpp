@@ -3,14 +3,12 @@
 #include <bit>
 #include <cmath>
 
+#include "arith/multiply/hybrid/hybrid_format.h"
 #include "foundation/exceptions.h"
 
 namespace nmp::hybrid {
 namespace {
 
-constexpr std::uint64_t kUnit = std::uint64_t{15} << kMaxLogLength;
-constexpr std::uint64_t kPrimes[kMaxPrimes] = {1092 * kUnit + 1, 1089 * kUnit + 1, 1083 * kUnit + 1,
-                                               1078 * kUnit + 1};
 constexpr unsigned kOdd[4] = {1, 3, 5, 15};
 
 /// a * b modulo p < 2^50, with 64-bit arithmetic only.
@@ -21,60 +19,6 @@ constexpr std::uint64_t multiply_modulo(std::uint64_t a, std::uint64_t b, std::u
   }
   return result;
 }
-
-/// A little-endian number of 32-bit words, just long enough for the product of all primes.
-struct Small {
-  std::uint32_t word[8] = {};
-  /// *this = *this * x + y.
-  constexpr void multiply_add(std::uint64_t x, std::uint64_t y) {
-    std::uint32_t out[8] = {};
-    for (int half = 0; half < 2; ++half) {
-      const std::uint64_t factor = half == 0 ? x & 0xFFFFFFFF : x >> 32;
-      std::uint64_t carry = half == 0 ? y & 0xFFFFFFFF : y >> 32;
-      for (int i = 0; i + half < 8; ++i) {
-        carry += factor * word[i] + out[i + half];
-        out[i + half] = static_cast<std::uint32_t>(carry);
-        carry >>= 32;
-      }
-    }
-    for (int i = 0; i < 8; ++i) word[i] = out[i];
-  }
-  constexpr std::uint64_t limb(int i) const {
-    return std::uint64_t{word[2 * i + 1]} << 32 | word[2 * i];
-  }
-  constexpr bool operator<(const Small& other) const {
-    for (int i = 7; i >= 0; --i) {
-      if (word[i] != other.word[i]) return word[i] < other.word[i];
-    }
-    return false;
-  }
-};
-
-constexpr Small product_of_primes(unsigned count) {
-  Small product;
-  product.multiply_add(0, 1);
-  for (unsigned k = 0; k < count; ++k) product.multiply_add(kPrimes[k], 0);
-  return product;
-}
-
-/// Whether n coefficients (2^64 - 1)^2 add up to less than the product of the primes.
-constexpr bool fits(std::uint64_t n, unsigned primes) {
-  Small sum;
-  sum.multiply_add(0, n);
-  sum.multiply_add(~std::uint64_t{0}, 0);
-  sum.multiply_add(~std::uint64_t{0}, 0);
-  return sum < product_of_primes(primes);
-}
-
-constexpr std::uint64_t largest_that_fits(unsigned primes) {
-  std::uint64_t n = 0;
-  for (int bit = 50; bit >= 0; --bit) {
-    if (fits(n | std::uint64_t{1} << bit, primes)) n |= std::uint64_t{1} << bit;
-  }
-  return n;
-}
-constexpr std::uint64_t kCapacity[2] = {largest_that_fits(3), largest_that_fits(4)};
-static_assert(kCapacity[0] > 4000000 && kCapacity[1] > std::uint64_t{1} << 37);
 
 /// An element of order exactly 15 * 2^36.
 std::uint64_t principal_root(const Field& f) {
@@ -163,9 +107,8 @@ struct BuiltFields : Fields {
         garner.inverse[i][k] =
             i < k ? field[k].centred(field[k].power(field[i].p, field[k].p - 2)) : 0;
       }
-      const Small product = product_of_primes(k);
-      for (unsigned i = 0; i < kMaxPrimes; ++i)
-        garner.radix[k][i] = product.limb(static_cast<int>(i));
+      const Limbs product = product_of_primes(k);
+      for (unsigned i = 0; i < kMaxPrimes; ++i) garner.radix[k][i] = product.limb[i];
     }
   }
 };
@@ -204,6 +147,15 @@ double Field::centred(std::uint64_t a) const {
   return a > p / 2 ? -static_cast<double>(p - a) : static_cast<double>(a);
 }
 
+std::uint64_t Field::residue(const Limbs& x) const {
+  std::uint64_t r = 0;
+  for (unsigned i = 2 * Limbs::kCount; i-- > 0;) {
+    const std::uint64_t half = x.limb[i / 2] >> (i % 2 * 32) & 0xFFFFFFFF;
+    r = (multiply(r, std::uint64_t{1} << 32) + half) % p;
+  }
+  return r;
+}
+
 double Field::inverse_of_length(unsigned odd, unsigned k) const {
   return centred(multiply(inverse_of_odd[odd_index(odd)], power(inverse_of_two, k)));
 }
@@ -212,7 +164,5 @@ const Fields& fields(const Kernels& kernels) {
   static const BuiltFields built(kernels);
   return built;
 }
-
-std::uint64_t capacity(unsigned primes) { return kCapacity[primes - 3]; }
 
 }  // namespace nmp::hybrid

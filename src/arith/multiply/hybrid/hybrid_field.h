@@ -4,12 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "arith/multiply/hybrid/hybrid_format.h"
 #include "arith/multiply/hybrid/hybrid_kernels.h"
 
 namespace nmp::hybrid {
 
-/// Every prime is c * 15 * 2^36 + 1 < 2^50, so lengths 2^k * {1, 3, 5, 15} exist up to 15 * 2^36.
-inline constexpr unsigned kMaxLogLength = 36;
 /// Longest row, as a power of two.
 inline constexpr unsigned kMaxLogRow = 14;
 
@@ -41,6 +40,7 @@ struct Field {
   std::uint64_t multiply(std::uint64_t a, std::uint64_t b) const;
   std::uint64_t power(std::uint64_t a, std::uint64_t exponent) const;
   double centred(std::uint64_t a) const;
+  std::uint64_t residue(const Limbs& x) const;
   /// 1 / (odd * 2^k) modulo p.
   double inverse_of_length(unsigned odd, unsigned k) const;
 };
@@ -52,9 +52,5 @@ struct Fields {
 
 /// Built by the first caller; `kernels` must be the same for the whole process.
 const Fields& fields(const Kernels& kernels);
-
-/// Largest number of 64-bit digits of the shorter operand for which `primes` primes hold every
-/// coefficient of a product: the largest n with n (2^64 - 1)^2 < p_0 ... p_(primes-1), 3 or 4.
-std::uint64_t capacity(unsigned primes);
 
 }  // namespace nmp::hybrid

@@ -98,6 +98,12 @@ struct Kernels {
   /// |r| < 2p: writes n digits (a multiple of 4) and continues `carry`. [K - 3] is for K primes.
   void (*store[2])(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
                    const Garner* garner);
+  /// out = a * b * factor, with the bounds of `multiply`; and out = out + a * b * factor, for
+  /// |out| < 3p / 2 and the same result. `out` may be an operand.
+  void (*multiply_to)(double* out, const double* a, const double* b, std::size_t n, double factor,
+                      Modulus m);
+  void (*multiply_add)(double* out, const double* a, const double* b, std::size_t n, double factor,
+                       Modulus m);
 };
 
 /// Doubles that `scale_tree` fills.

@@ -52,6 +52,8 @@ void inverse_blocks(double* x, std::size_t count, const double* blocks, const Mo
 
 #include "arith/multiply/hybrid/hybrid_garner.body.h"
 
+#include "arith/multiply/hybrid/hybrid_sums.body.h"
+
 inline void transpose(V& a, V& b, V& c, V& d) {
   const __m256d ab0 = _mm256_unpacklo_pd(a.v, b.v), ab1 = _mm256_unpackhi_pd(a.v, b.v);
   const __m256d cd0 = _mm256_unpacklo_pd(c.v, d.v), cd1 = _mm256_unpackhi_pd(c.v, d.v);
@@ -145,6 +147,8 @@ constinit const Kernels kKernelsAvx2 = {
     &transform_columns<true>,
     &transform_columns<false>,
     {&store<3>, &store<4>},
+    &multiply_to,
+    &multiply_add,
 };
 
 }  // namespace nmp::hybrid

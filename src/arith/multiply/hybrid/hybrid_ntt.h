@@ -21,6 +21,10 @@ class HybridNtt final : public Algorithm {
   std::size_t scratch_bytes(std::size_t n, unsigned threads) const override;
   void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
                 std::size_t bl, AlignedBufferC scratch) const override;
+  Spectra* make_spectra(Context& context, const SpectrumShape& shape,
+                        AlignedBufferC& memory) const override;
+  std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) const override;
+  std::size_t spectrum_bytes(const SpectrumShape& shape) const override;
 
  private:
   /// Null where products go to the integer NTT, for want of fused multiply-add.

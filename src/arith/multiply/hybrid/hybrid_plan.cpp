@@ -4,9 +4,11 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <limits>
 
 #include "arith/multiply/hybrid/hybrid_field.h"
 #include "foundation/exceptions.h"
+#include "memory/aligned_buffer.h"
 
 namespace nmp::hybrid {
 namespace {
@@ -26,6 +28,8 @@ constexpr std::size_t kStripDoubles = std::size_t{1} << 15;
 constexpr std::size_t kMinWidth = 16, kMaxWidth = 64;
 /// Doubles by which rows are longer than a power of two.
 constexpr std::size_t kRowPadding = 8;
+/// Points whose planes can be addressed.
+constexpr std::uint64_t kAddressable = static_cast<std::size_t>(-1) / 128;
 
 std::array<std::uint64_t, kLengths> make_lengths() {
   std::array<std::uint64_t, kLengths> lengths;
@@ -52,45 +56,121 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
   return std::min(log_points, log_points < 21 ? kMaxLogRow - 1 : kMaxLogRow);
 }
 
+double cost_of(unsigned format, std::uint64_t points) {
+  const double n = static_cast<double>(points) * kFormats[format].primes;
+  const double per_level = points > std::size_t{1} << 15 ? 0.6 : 0.5;
+  return n * (std::log2(static_cast<double>(points)) * per_level + 3.0);
+}
+
+/// One length in one format.
+struct Candidate {
+  std::uint64_t words, points;
+  double cost;
+  unsigned format;
+};
+
+/// All candidates from the shortest to the longest, and for each one and each format the fastest
+/// candidate that is no shorter and no earlier in the list of formats.
+class Candidates {
+ public:
+  static constexpr unsigned kCount = kLengths * kFormatCount;
+  Candidates() {
+    unsigned n = 0;
+    for (unsigned f = 0; f < kFormatCount; ++f)
+      for (const std::uint64_t points : lengths())
+        all_[n++] = {words_in(kFormats[f], points), points, cost_of(f, points), f};
+    std::sort(all_.begin(), all_.end(),
+              [](const Candidate& a, const Candidate& b) { return a.words < b.words; });
+    for (unsigned f = 0; f < kFormatCount; ++f) {
+      const Candidate* best = nullptr;
+      for (unsigned i = kCount; i-- > 0;) {
+        if (all_[i].format >= f && (!best || all_[i].cost <= best->cost)) best = &all_[i];
+        best_[f][i] = best;
+      }
+    }
+  }
+  /// The number of the first one that has `words` words; kCount for none.
+  unsigned first(std::uint64_t words) const {
+    return static_cast<unsigned>(
+        std::lower_bound(all_.begin(), all_.end(), words,
+                         [](const Candidate& c, std::uint64_t w) { return c.words < w; }) -
+        all_.begin());
+  }
+  const Candidate* best(unsigned format, unsigned i) const { return best_[format][i]; }
+
+ private:
+  std::array<Candidate, kCount> all_;
+  const Candidate* best_[kFormatCount][kCount];
+};
+
+const Candidates& candidates() {
+  static const Candidates all;
+  return all;
+}
+
 }  // namespace
 
 std::uint64_t length_at(unsigned number) { return lengths()[number]; }
 unsigned length_count() { return kLengths; }
-unsigned length_number(std::uint64_t points) {
-  const auto& all = lengths();
-  return static_cast<unsigned>(std::lower_bound(all.begin(), all.end(), points) - all.begin());
-}
 
-Plan::Plan(std::uint64_t digits, std::uint64_t shorter) {
-  const unsigned number = length_number(digits);
-  primes = shorter <= capacity(3) ? 3 : 4;
-  if (number == kLengths || shorter > capacity(4)) {
-    throw TransformTooSmallException("hybrid::Plan::Plan()",
-                                     "No transform is long enough for this product.");
-  }
-  const std::uint64_t length = length_at(number);
-  const unsigned log_points = static_cast<unsigned>(std::countr_zero(length));
-  odd = static_cast<unsigned>(length >> log_points);
-  log_cols = choose_log_cols(odd, log_points);
-  log_rows = log_points - log_cols;
-  lay_out();
-}
-
-Plan::Plan(unsigned prime_count, unsigned odd_factor, unsigned rows_log, unsigned cols_log)
-    : primes(prime_count), odd(odd_factor), log_rows(rows_log), log_cols(cols_log) {
-  lay_out();
-}
-
-void Plan::lay_out() {
+Plan::Plan(unsigned digit_format, unsigned odd_factor, unsigned rows_log, unsigned cols_log)
+    : format(digit_format),
+      primes(kFormats[digit_format].primes),
+      odd(odd_factor),
+      log_rows(rows_log),
+      log_cols(cols_log) {
   stride = cols() + (single_row() ? 0 : kRowPadding);
   width = std::clamp(std::bit_floor(kStripDoubles / rows()), kMinWidth, kMaxWidth);
   width = std::min(width, cols());
 }
 
-double Plan::cost() const {
-  const double n = static_cast<double>(points()) * primes;
-  const double per_level = points() > std::size_t{1} << 15 ? 0.6 : 0.5;
-  return n * (std::log2(static_cast<double>(points())) * per_level + 3.0);
+Plan Plan::of_length(unsigned format, std::uint64_t points) {
+  const unsigned log_points = static_cast<unsigned>(std::countr_zero(points));
+  const unsigned odd = static_cast<unsigned>(points >> log_points);
+  const unsigned log_cols = choose_log_cols(odd, log_points);
+  return Plan(format, odd, log_points - log_cols, log_cols);
+}
+
+double Plan::cost() const { return cost_of(format, points()); }
+
+Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum) {
+  const unsigned format = first_format(shorter, sum);
+  const unsigned first = candidates().first(words);
+  const Candidate* const best = format < kFormatCount && first < Candidates::kCount
+                                    ? candidates().best(format, first)
+                                    : nullptr;
+  if (!best)
+    throw TransformTooSmallException("hybrid::best_plan()",
+                                     "No transform is long enough for this product.");
+  return Plan::of_length(best->format, best->points);
+}
+
+Bounds::Bounds(Need (*of_plan)(const Plan&)) : need_(kFormatCount * Candidates::kCount) {
+  // One need for each candidate that is ever chosen, then the running maxima over both numbers.
+  for (unsigned f = 0, at = 0; f < kFormatCount; ++f)
+    for (unsigned i = 0; i < Candidates::kCount; ++i, ++at) {
+      const Candidate* const best = candidates().best(f, i);
+      Need& need = need_[at];
+      if (best && best->points <= kAddressable)
+        need = of_plan(Plan::of_length(best->format, best->points));
+      const auto cover = [&](const Need& smaller) {
+        need.base = std::max(need.base, smaller.base);
+        need.slot = std::max(need.slot, smaller.slot);
+      };
+      if (f > 0) cover(need_[at - Candidates::kCount]);
+      if (i > 0) cover(need_[at - 1]);
+    }
+}
+
+std::size_t Bounds::bytes(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum,
+                          unsigned threads) const {
+  const unsigned f = first_format(shorter, sum), i = candidates().first(words);
+  const bool known = f < kFormatCount && i < Candidates::kCount;
+  const Candidate* const best = known ? candidates().best(f, i) : nullptr;
+  if (!best || best->points > kAddressable)
+    return std::numeric_limits<std::size_t>::max() / kBufferAlignment * kBufferAlignment;
+  const Need& need = need_[f * Candidates::kCount + i];
+  return need.base + need.slot * threads;
 }
 
 }  // namespace nmp::hybrid

@@ -1,4 +1,4 @@
-// The shape of one transform: how many primes, how many points, how they are laid out.
+// The shape of one transform: which digits, how many points, how they are laid out.
 //
 // A plane holds the residues of one operand modulo one prime: `rows()` rows of `cols()` points,
 // point number row * cols() + column being digit number row * cols() + column of the operand. Rows
@@ -10,27 +10,26 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
+#include "arith/multiply/hybrid/hybrid_format.h"
 #include "arith/multiply/hybrid/hybrid_kernels.h"
 
 namespace nmp::hybrid {
 
-/// Bits of a digit: one digit is two words.
-inline constexpr std::size_t kWordsPerDigit = 2;
-
 struct Plan {
-  unsigned primes;     ///< 3 or 4
+  unsigned format;     ///< of digits, in kFormats
+  unsigned primes;     ///< those of the format
   unsigned odd;        ///< 1, 3, 5 or 15
   unsigned log_rows;   ///< rows() = odd * 2^log_rows
   unsigned log_cols;   ///< 4 .. kMaxLogRow
   std::size_t stride;  ///< doubles between rows
   std::size_t width;   ///< columns of a strip; divides cols()
 
-  /// For products of `digits` digits, the shorter operand having at most `shorter`. Throws
-  /// TransformTooSmallException when no number of primes holds the coefficients.
-  Plan(std::uint64_t digits, std::uint64_t shorter);
-  /// A given shape: 3 or 4 primes, odd * 2^log_rows rows of 2^log_cols points.
-  Plan(unsigned primes, unsigned odd, unsigned log_rows, unsigned log_cols);
+  /// A given shape: odd * 2^log_rows rows of 2^log_cols points.
+  Plan(unsigned format, unsigned odd, unsigned log_rows, unsigned log_cols);
+  /// The usual shape for `points` points, which must be a length that exists.
+  static Plan of_length(unsigned format, std::uint64_t points);
 
   std::size_t rows() const { return std::size_t{odd} << log_rows; }
   std::size_t cols() const { return std::size_t{1} << log_cols; }
@@ -38,19 +37,41 @@ struct Plan {
   std::size_t plane_doubles() const { return rows() * stride; }
   bool single_row() const { return rows() == 1; }
   std::size_t strips() const { return single_row() ? 1 : cols() / width; }
+  /// Where digit number `digit`, a multiple of four, begins.
+  std::size_t word_of(std::size_t digit) const { return digit / 4 * kFormats[format].bytes; }
+  /// What the transform wraps around at.
+  std::size_t words() const { return word_of(points()); }
 
   /// Estimated time of one transform for all primes and its share of the other passes, in units
   /// that only compare plans.
   double cost() const;
-
- private:
-  void lay_out();
 };
 
-/// The lengths 2^k * {1, 3, 5, 15} in rising order, by number, and the number of the shortest one
-/// that has `points` points.
+/// The fastest plan for at least `words` words and for sums of `sum` products whose shorter operand
+/// has at most `shorter` words. Throws TransformTooSmallException when there is none.
+Plan best_plan(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum = 1);
+
+/// What a plan takes: `base` bytes and `slot` more for each thread.
+struct Need {
+  std::size_t base = 0;
+  std::size_t slot = 0;
+};
+
+/// An upper bound of what every plan takes that `best_plan` may give for certain numbers or smaller
+/// ones.
+class Bounds {
+ public:
+  explicit Bounds(Need (*of_plan)(const Plan&));
+  /// Past what can be addressed: the largest size there is.
+  std::size_t bytes(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum,
+                    unsigned threads) const;
+
+ private:
+  std::vector<Need> need_;
+};
+
+/// The lengths 2^k * {1, 3, 5, 15}, in points, in rising order, by number.
 std::uint64_t length_at(unsigned number);
-unsigned length_number(std::uint64_t points);
 /// How many there are.
 unsigned length_count();
 

@@ -8,6 +8,9 @@
 namespace nmp::hybrid {
 namespace {
 
+/// Points from which a product is worth several tasks.
+constexpr std::size_t kParallelPoints = std::size_t{1} << 16;
+
 /// The low `bits` bits of x in reverse order.
 std::size_t reversed(std::size_t x, unsigned bits) {
   std::size_t result = 0;
@@ -15,12 +18,20 @@ std::size_t reversed(std::size_t x, unsigned bits) {
   return result;
 }
 
-/// out[0, count) += carry * 2^(32 position). What lies past the end is zero.
-void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& carry) {
+/// out[0, count) += carry * 2^(32 position). What passes the end is lost, or comes back at the
+/// start where the number is cyclic.
+void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& carry,
+               bool cyclic) {
+  constexpr unsigned kWords = 2 * sizeof carry.limb / sizeof carry.limb[0];
   std::uint64_t sum = 0;
-  for (unsigned i = 0; position < count && (i < 6 || sum != 0); ++i, ++position) {
+  for (unsigned i = 0; i < kWords || sum != 0; ++i, ++position) {
+    if (position >= count) {
+      if (!cyclic) return;
+      position = 0;
+    }
+    if (i < kWords) sum += static_cast<Word>(carry.limb[i / 2] >> (i % 2 * kWordBits));
+    if (sum == 0) continue;
     sum += out[position];
-    if (i < 6) sum += static_cast<Word>(carry.limb[i / 2] >> (i % 2 * kWordBits));
     out[position] = static_cast<Word>(sum);
     sum >>= kWordBits;
   }
@@ -28,11 +39,10 @@ void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& 
 
 }  // namespace
 
-void Transform::take(Carver& memory, const Plan& plan, unsigned slots, Tables (*tables)[2],
-                     Slot* slot) {
-  if (plan.single_row()) return;
+void Transform::take(Carver& memory, const Plan& plan, unsigned slots, bool sums,
+                     Tables (*tables)[2], Slot* slot) {
   const unsigned log = plan.log_rows;
-  for (unsigned k = 0; k < plan.primes; ++k) {
+  for (unsigned k = 0; k < plan.primes && !plan.single_row(); ++k) {
     for (const Direction direction : {kForward, kInverse}) {
       Tables t;
       t.trees = memory.take<Tree>(plan.odd);
@@ -43,26 +53,42 @@ void Transform::take(Carver& memory, const Plan& plan, unsigned slots, Tables (*
     }
   }
   for (unsigned i = 0; i < slots; ++i) {
-    Slot s;
-    s.row_tree = memory.take<Tree>(2);
-    for (double*& scaled : s.scaled)
-      scaled = memory.take<double>(scaled_row_doubles(plan.log_cols));
-    s.strips = memory.take<double>(plan.primes * plan.rows() * plan.width);
-    s.carries = memory.take<Carry>(plan.rows());
+    Slot s = {};
+    if (sums) s.row = memory.take<double>(plan.cols());
+    if (!plan.single_row()) {
+      s.row_tree = memory.take<Tree>(2);
+      for (double*& scaled : s.scaled)
+        scaled = memory.take<double>(scaled_row_doubles(plan.log_cols));
+      s.strips = memory.take<double>(plan.primes * plan.rows() * plan.width);
+      s.carries = memory.take<Carry>(plan.rows());
+    }
     if (slot) slot[i] = s;
   }
 }
 
-std::size_t Transform::need(const Plan& plan, unsigned slots) {
-  Carver sum;
-  take(sum, plan, slots, nullptr, nullptr);
-  return sum.bytes();
+unsigned Transform::slots_for(const Plan& plan, unsigned threads) {
+  if (plan.single_row() || plan.points() < kParallelPoints) return 1;
+  return std::clamp(threads, 1u, kMaxSlots);
 }
 
-Transform::Transform(Context& context, const Kernels& kernels, const Plan& plan, unsigned slots,
+Need Transform::need(const Plan& plan, bool sums) {
+  const auto bytes = [&](unsigned slots) {
+    Carver sum;
+    take(sum, plan, slots, sums, nullptr, nullptr);
+    return sum.bytes();
+  };
+  const std::size_t one = bytes(1), slot = one - bytes(0);
+  return slots_for(plan, 2) == 1 ? Need{one, 0} : Need{one - slot, slot};
+}
+
+Transform::Transform(Context& context, const Kernels& kernels, const Plan& plan, bool sums,
                      Carver& memory)
-    : context_(context), kernels_(kernels), fields_(fields(kernels)), plan_(plan), slots_(slots) {
-  take(memory, plan_, slots_, tables_, slot_);
+    : context_(context),
+      kernels_(kernels),
+      fields_(hybrid::fields(kernels)),
+      plan_(plan),
+      slots_(slots_for(plan, context.threads.threads())) {
+  take(memory, plan_, slots_, sums, tables_, slot_);
   if (plan_.single_row()) return;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     build_tables(k, kForward);
@@ -136,7 +162,7 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t at = std::min(count, ((row << plan_.log_cols) + column) * kWordsPerDigit);
+    const std::size_t at = std::min(count, plan_.word_of((row << plan_.log_cols) + column));
     kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
   }
   const Columns c = columns(k, kForward);
@@ -146,54 +172,73 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
   }
 }
 
-void Transform::forward_rows(unsigned k, double* plane) {
+void Transform::multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count,
+                         double bias) {
   split(plan_.rows(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    for (std::size_t row = first; row < last; ++row) {
-      kernels_.forward_row(plane + row * plan_.stride, row_tree(k, kForward, row, slot),
-                           field(k).mod);
-    }
+    for (std::size_t row = first; row < last; ++row)
+      multiply_row(k, row, target, terms, count, row == 0 ? bias : 0, slot);
   });
 }
 
-void Transform::product_rows(unsigned k, double* a, double* b, bool transform_b) {
+void Transform::multiply_row(unsigned k, std::size_t row, double* target, const PlaneTerm* terms,
+                             std::size_t count, double bias, const Slot& slot) {
   const Modulus mod = field(k).mod;
+  const std::size_t at = row * plan_.stride, cols = plan_.cols();
   const double factor = field(k).inverse_of_length(plan_.odd, plan_.log_rows + plan_.log_cols);
-  split(plan_.rows(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    for (std::size_t row = first; row < last; ++row) {
-      double* const x = a + row * plan_.stride;
-      double* const y = b + row * plan_.stride;
-      const Tree* const forward = row_tree(k, kForward, row, slot);
-      kernels_.forward_row(x, forward, mod);
-      if (transform_b) kernels_.forward_row(y, forward, mod);
-      kernels_.multiply(x, y, plan_.cols(), factor, mod);
-      kernels_.inverse_row(x, row_tree(k, kInverse, row, slot), mod);
-    }
-  });
+  const Tree* forward = nullptr;
+  const auto transform = [&](double* x) {
+    if (!forward) forward = row_tree(k, kForward, row, slot);
+    kernels_.forward_row(x, forward, mod);
+  };
+  bool target_is_needed = false;  // after the first term
+  for (std::size_t i = 0; i < count; ++i) {
+    if (terms[i].transform_a) transform(terms[i].a + at);
+    if (terms[i].transform_b) transform(terms[i].b + at);
+    if (i > 0 && (terms[i].a == target || terms[i].b == target)) target_is_needed = true;
+  }
+  double* const x = target_is_needed ? slot.row : target + at;
+  for (std::size_t i = 0; i < count; ++i) {
+    const PlaneTerm& t = terms[i];
+    const auto product = i == 0 ? kernels_.multiply_to : kernels_.multiply_add;
+    product(x, t.a + at, t.b + at, cols, t.negative ? -factor : factor, mod);
+  }
+  // The first point of the first row is where the transform is the sum of all coefficients: what
+  // is added there spreads to every coefficient.
+  x[0] += bias;
+  kernels_.inverse_row(x, row_tree(k, kInverse, row, slot), mod);
+  if (target_is_needed) std::copy_n(x, cols, target + at);
 }
 
-void Transform::store(Word* out, std::size_t count, double* const* planes) {
+void Transform::store(Word* out, std::size_t count, double* const* planes, Range range) {
+  const bool cyclic = range == Range::kWraps && count == plan_.words();
+  Carry wraps = {};
+  Carry* const top = range == Range::kWraps && !cyclic ? &wraps : nullptr;
   if (plan_.single_row()) {
     Carry carry = {};
     store_digits(out, count, 0, planes, plan_.points(), &carry);
-    return;
-  }
-  split(plan_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    std::fill_n(slot.carries, plan_.rows(), Carry{});
-    for (std::size_t i = first; i < last; ++i) {
-      store_strip(out, count, planes, i * plan_.width, slot);
+    if (cyclic) add_carry(out, count, 0, carry, true);
+    if (top) count_wraps(planes, plan_.points(), top);
+  } else {
+    split(plan_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
+      std::fill_n(slot.carries, plan_.rows(), Carry{});
+      for (std::size_t i = first; i < last; ++i)
+        store_strip(out, count, planes, i * plan_.width, slot,
+                    i + 1 == plan_.strips() ? top : nullptr);
+    });
+    for (unsigned i = 0; i < slots_; ++i) {
+      const std::size_t end = plan_.strips() * (i + 1) / slots_ * plan_.width;
+      for (std::size_t row = 0; row < plan_.rows(); ++row)
+        add_carry(out, count, plan_.word_of((row << plan_.log_cols) + end), slot_[i].carries[row],
+                  cyclic);
     }
-  });
-  for (unsigned i = 0; i < slots_; ++i) {
-    const std::size_t end = plan_.strips() * (i + 1) / slots_ * plan_.width;
-    for (std::size_t row = 0; row < plan_.rows(); ++row) {
-      add_carry(out, count, ((row << plan_.log_cols) + end) * kWordsPerDigit,
-                slot_[i].carries[row]);
-    }
   }
+  if (top) add_carry(out, count, 0, wraps, false);
+  if (cyclic && std::all_of(out, out + count, [](Word w) { return w == static_cast<Word>(-1); }))
+    std::fill_n(out, count, Word{0});
 }
 
 void Transform::store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
-                            const Slot& slot) const {
+                            const Slot& slot, Carry* wraps) {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     double* const strip = slot.strips + k * rows * width;
@@ -208,22 +253,37 @@ void Transform::store_strip(Word* out, std::size_t count, double* const* planes,
     const double* r[kMaxPrimes];
     for (unsigned k = 0; k < plan_.primes; ++k) r[k] = slot.strips + (k * rows + row) * width;
     store_digits(out, count, (row << plan_.log_cols) + column, r, width, &slot.carries[row]);
+    if (wraps && row + 1 == rows) count_wraps(r, width, wraps);
   }
+}
+
+// The integer is the residue plus wraps * (2^(32 words()) - 1), and the residue is below
+// 2^(32 words() - 32). So its top word is zeros, or, where less than the wraps is left below, ones:
+// a carry from digits that are not looked at here cannot change which.
+void Transform::count_wraps(const double* const* r, std::size_t n, Carry* wraps) const {
+  constexpr std::size_t kDigits = 16;
+  const double* last[kMaxPrimes];
+  for (unsigned k = 0; k < plan_.primes; ++k) last[k] = r[k] + (n - kDigits);
+  Word top[kDigits * kMaxWordsPerDigit];
+  kernels_.store[plan_.primes - 3](top, last, kDigits, wraps, &fields_.garner);
+  if (top[plan_.word_of(kDigits) - 1] >> (kWordBits - 1) == 0) return;
+  for (std::uint64_t& limb : wraps->limb)
+    if (++limb != 0) break;
 }
 
 void Transform::store_digits(Word* out, std::size_t count, std::size_t digit,
                              const double* const* r, std::size_t n, Carry* carry) const {
   constexpr std::size_t kGroup = 4;
-  const std::size_t at = digit * kWordsPerDigit;
+  const std::size_t at = plan_.word_of(digit), words = kFormats[plan_.format].bytes;  // of a group
   if (at >= count) return;
   const auto store = kernels_.store[plan_.primes - 3];
-  const std::size_t whole = std::min(n, (count - at) / kWordsPerDigit / kGroup * kGroup);
+  const std::size_t whole = std::min(n, (count - at) / words * kGroup);
   store(out + at, r, whole, carry, &fields_.garner);
-  const std::size_t written = at + whole * kWordsPerDigit;
+  const std::size_t written = at + plan_.word_of(whole);
   if (whole == n || written == count) return;
   const double* rest[kMaxPrimes];
   for (unsigned k = 0; k < plan_.primes; ++k) rest[k] = r[k] + whole;
-  Word last[kGroup * kWordsPerDigit];
+  Word last[kGroup * kMaxWordsPerDigit];
   store(last, rest, kGroup, carry, &fields_.garner);
   std::copy_n(last, count - written, out + written);
 }

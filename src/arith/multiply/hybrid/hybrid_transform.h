@@ -1,9 +1,9 @@
 // The passes of the hybrid NTT over whole planes.
 //
 // Two domains. A plane is in the *column* domain after `load`: columns are transformed, rows are
-// not. `forward_rows` completes the transform: the plane is then a *spectrum*. The products go from
-// the column domain back to it, row by row, while a row is in the cache; `store` undoes the columns
-// and turns the residues of all primes into words.
+// not. Once its rows are transformed too, the plane is a *spectrum*. Products go from either domain
+// to the column domain, row by row, while a row is in the cache; `store` undoes the columns and
+// turns the residues of all primes into words.
 #pragma once
 
 #include <cstddef>
@@ -35,31 +35,42 @@ class Carver {
   std::size_t bytes_ = 0;
 };
 
+/// One summand: a * b, or -a * b, in planes of one prime. a == b is a square.
+struct PlaneTerm {
+  double* a;
+  double* b;
+  bool transform_a, transform_b;  ///< still in the column domain: made a spectrum on the way
+  bool negative;
+};
+
+/// What `store` knows of the value.
+enum class Range {
+  kExact,  ///< the integer itself is below 2^(32 count)
+  kWraps,  ///< its residue modulo 2^(32 words()) - 1 is
+};
+
 /// One plan with its tables and buffers. Not for use by two threads at once.
 class Transform {
  public:
-  /// `slots`: tasks that may run at once, 1 .. kMaxSlots, each with buffers of its own.
-  Transform(Context& context, const Kernels& kernels, const Plan& plan, unsigned slots,
-            Carver& memory);
+  /// `sums`: whether `multiply` may get several terms. Has as many tasks as the context has
+  /// threads, each with buffers of its own.
+  Transform(Context& context, const Kernels& kernels, const Plan& plan, bool sums, Carver& memory);
   static constexpr unsigned kMaxSlots = 64;
-  /// Bytes that the constructor takes with so many slots.
-  static std::size_t need(const Plan& plan, unsigned slots);
+  /// Bytes that the constructor takes.
+  static Need need(const Plan& plan, bool sums);
 
   /// plane = the digits of words[0, count), in the column domain of prime k.
   void load(unsigned k, double* plane, const Word* words, std::size_t count);
-  /// Column domain to spectrum.
-  void forward_rows(unsigned k, double* plane);
-  /// a = a * a.
-  void square(unsigned k, double* a) { product_rows(k, a, a, false); }
-  /// a = a * b, both in the column domain; b is lost.
-  void multiply(unsigned k, double* a, double* b) { product_rows(k, a, b, true); }
-  /// a = a * b, b being a spectrum that is kept.
-  void multiply_by_spectrum(unsigned k, double* a, const double* b) {
-    product_rows(k, a, const_cast<double*>(b), false);
-  }
-  /// out[0, count) = the digits of the product whose residues are in planes[0, primes), column
-  /// domain. The value must be below 2^(32 count). The planes may be overwritten.
-  void store(Word* out, std::size_t count, double* const* planes);
+  /// target = the sum of terms[0, count), in the column domain, with `bias` added to every
+  /// coefficient, |bias| <= p / 2. `target` may be an operand.
+  void multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count,
+                double bias = 0);
+  /// out[0, count) = the digits of the value whose residues are in planes[0, primes), column
+  /// domain; zero for a value of 0, not all ones. The planes may be overwritten.
+  void store(Word* out, std::size_t count, double* const* planes, Range range);
+
+  const Plan& plan() const { return plan_; }
+  const Fields& fields() const { return fields_; }
 
  private:
   /// Tables of one prime and one direction; null where the plan has a single row.
@@ -74,23 +85,28 @@ class Transform {
     Tree* row_tree;     ///< for both directions
     double* scaled[2];  ///< what they point to
     double* strips;     ///< a strip, rows() * width, for each prime
+    double* row;        ///< a row, where there are sums
     Carry* carries;     ///< one for each row
   };
-  static void take(Carver& memory, const Plan& plan, unsigned slots, Tables (*tables)[2],
+  static unsigned slots_for(const Plan& plan, unsigned threads);
+  static void take(Carver& memory, const Plan& plan, unsigned slots, bool sums, Tables (*tables)[2],
                    Slot* slot);
   const Field& field(unsigned k) const { return fields_.field[k]; }
   void build_tables(unsigned k, Direction direction);
   Columns columns(unsigned k, Direction direction) const;
   /// The tree of a row: the shared one, or one made for it in `slot`.
   const Tree* row_tree(unsigned k, Direction direction, std::size_t row, const Slot& slot) const;
-  void product_rows(unsigned k, double* a, double* b, bool transform_b);
+  void multiply_row(unsigned k, std::size_t row, double* target, const PlaneTerm* terms,
+                    std::size_t count, double bias, const Slot& slot);
   void load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
                   std::size_t column, double* strip) const;
   void store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
-                   const Slot& slot) const;
+                   const Slot& slot, Carry* wraps);
   /// Digits [digit, digit + n) of the result, as far as out[0, count) reaches.
   void store_digits(Word* out, std::size_t count, std::size_t digit, const double* const* r,
                     std::size_t n, Carry* carry) const;
+  /// How often the value wraps around, from the last n digits of the last row.
+  void count_wraps(const double* const* r, std::size_t n, Carry* wraps) const;
   /// Runs body(first, last, slot) over one range of [0, count) for each slot.
   template <typename Body>
   void split(std::size_t count, const Body& body);
