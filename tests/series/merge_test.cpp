@@ -47,9 +47,11 @@ class MergeTest : public test::ArithmeticTest {
   MergeTest() { table_.add(std::size_t{1} << 20, &algorithm_); }
 
   Operand number(std::size_t words) { return {rng_.words(words), 0, rng_.below(2) == 0}; }
-  /// Ranges as the recursion makes them, with numbers of up to about `most` words: R is shorter,
-  /// Q positive. A wild one has any lengths, signs and positions.
-  void draw(std::size_t most, bool wild) {
+  /// kUsual: as the recursion makes them, R shorter than Q. kClose: with summands of P of about the
+  /// same size, so that the sign of their difference is not known beforehand. kWild: any lengths.
+  enum Kind { kUsual, kClose, kWild };
+  void draw(std::size_t most, Kind kind) {
+    const bool wild = kind == kWild;
     const std::size_t n = most / 2 + rng_.size(most / 2), m = most / 2 + rng_.size(most / 2);
     const auto length = [&](std::size_t usual) { return wild ? rng_.size(most) : usual; };
     for (Operand* range : {left_, right_}) {
@@ -59,8 +61,7 @@ class MergeTest : public test::ArithmeticTest {
       range[1].positive = true;
       range[2] = number(length(q * 6 / 10 + 1));
     }
-    // Summands of about the same size: the sign of a difference is not known beforehand.
-    if (rng_.below(4) == 0) {
+    if (kind == kClose) {
       right_[0] = number(m);
       left_[2] = number(left_[0].words.size() + rng_.below(3));
     }
@@ -107,7 +108,7 @@ TEST_F(MergeTest, AllWaysAgree) {
   for (std::size_t rep = 0; rep < test::reps(200); ++rep) {
     const bool real = rep % 3 != 0;  // the program's transforms, or the slow ones
     const std::size_t most = 350 + rng_.size(real ? 4000 : 600);
-    draw(most, rng_.below(3) == 0);
+    draw(most, static_cast<Kind>(rng_.below(3)));
     const std::size_t kept = rng_.below(3) == 0 ? 16 + rng_.size(2 * most) : 10000;
     plans_.extra_words = rng_.below(3);
     plans_.wrap_sign = rng_.below(2) == 0 ? 1 : -1;
@@ -117,7 +118,7 @@ TEST_F(MergeTest, AllWaysAgree) {
 }
 
 TEST_F(MergeTest, ScratchDecidesTheWay) {
-  draw(400, false);
+  draw(400, kUsual);
   merged(slow_, MergeWay::kPlain, true, 10000);
   EXPECT_EQ(plans_.made, 0u);
   merged(slow_, MergeWay::kShared, true, 10000);
@@ -137,7 +138,7 @@ TEST_F(MergeTest, ScratchDecidesTheWay) {
 
 TEST_F(MergeTest, ResiduesCatchFaults) {
   for (const MergeWay way : kWays) {
-    draw(400, false);
+    draw(400, kUsual);
     const auto refuse = [&] {
       test::expect_fault<AlgorithmFailedException>(
           way == MergeWay::kPlain ? "multiply()" : "merge()",
