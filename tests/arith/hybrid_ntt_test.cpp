@@ -45,7 +45,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         Context context{pool, table};
         const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
-        const hybrid::Need need = hybrid::Transform::need(plan, false);
+        const hybrid::Need need = hybrid::Transform::need(plan, 1);
         const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
                                           (plan.primes + 1) *
                                               carved_bytes<double>(plan.plane_doubles()));
@@ -53,7 +53,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         double* planes[hybrid::kMaxPrimes + 1];
         for (unsigned k = 0; k <= plan.primes; ++k)
           planes[k] = memory.take<double>(plan.plane_doubles());
-        hybrid::Transform transform(context, *loops_, plan, false, memory);
+        hybrid::Transform transform(context, *loops_, plan, 1, memory);
         for (unsigned k = 0; k < plan.primes; ++k) {
           transform.load(k, planes[k], a.data(), a.size());
           transform.load(k, planes[plan.primes], b.data(), b.size());
@@ -62,7 +62,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         }
         Words c(words);
         transform.store(c.data(), words, planes,
-                        rng_.below(2) ? hybrid::Range::kExact : hybrid::Range::kWraps);
+                        rng_.below(2) ? transform.range() : hybrid::Range::kWraps);
         SCOPED_TRACE(std::to_string(odd) + " * 2^" + std::to_string(log_rows) + " rows, 2^" +
                      std::to_string(plan.log_cols) + " columns, format " + std::to_string(format));
         test::expect_product_modulo_primes(c, a, b);
@@ -86,9 +86,93 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
   }
 }
 
+TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
+  const hybrid::Fields& fields = hybrid::fields(*loops_);
+  for (const hybrid::Format& format : hybrid::kFormats)
+    for (std::size_t rep = test::reps(20); rep-- != 0;) {
+      // The largest integers, small ones and random ones, with the largest carry before them.
+      const std::size_t n = 16, words = n / 4 * format.bytes;
+      std::vector<double> residues[hybrid::kMaxPrimes];
+      test::Natural sum, bound = {1};
+      for (unsigned k = 0; k < format.primes; ++k)
+        bound = test::multiply(bound, {static_cast<Word>(fields.field[k].p),
+                                       static_cast<Word>(fields.field[k].p >> 32)});
+      for (std::size_t i = 0; i < n; ++i) {
+        const test::Natural below(bound.begin(), bound.end() - 1);
+        test::Natural v = rng_.below(2) ? test::subtract(bound, {1})
+                                        : test::natural(rng_.words(below.size()).data(),
+                                                        rng_.below(2) ? 1 : below.size());
+        for (unsigned k = 0; k < format.primes; ++k) {
+          const hybrid::Field& f = fields.field[k];
+          std::uint64_t r = 0;
+          for (std::size_t w = v.size(); w-- != 0;)
+            r = (f.multiply(r, std::uint64_t{1} << 32) + v[w]) % f.p;
+          residues[k].push_back(static_cast<double>(r) -
+                                static_cast<double>(f.p) * static_cast<double>(rng_.below(3)) +
+                                (r == 0 ? static_cast<double>(f.p) : 0));
+        }
+        // v 2^(8 bytes i): whole words and the odd bytes.
+        v = test::multiply(v, {Word{1} << i * format.bytes % 4 * 8});
+        sum = test::add(sum, test::shifted(v, i * format.bytes / 4));
+      }
+      const test::Natural before = test::shifted({~0u, ~0u, ~0u}, 0);
+      hybrid::Carry carry = {{~std::uint64_t{0}, 0xFFFFFFFF, 0}};
+      sum = test::add(sum, before);
+      const double* r[hybrid::kMaxPrimes];
+      for (unsigned k = 0; k < format.primes; ++k) r[k] = residues[k].data();
+      Words out(words + 1, 0xFEEDFACE);
+      const auto store = format.bytes == 8    ? loops_->store
+                         : format.bytes == 11 ? loops_->store_long[0]
+                                              : loops_->store_long[format.bytes - 12];
+      store(out.data(), r, n, &carry, &fields.garner);
+      ASSERT_EQ(out.back(), 0xFEEDFACE);
+      out.pop_back();
+      for (const std::uint64_t limb : carry.limb) {
+        out.push_back(static_cast<Word>(limb));
+        out.push_back(static_cast<Word>(limb >> 32));
+      }
+      ASSERT_EQ(test::stripped(out), sum) << format.bytes;
+    }
+}
+
+TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
+  // All ones, the largest digits there are: the square is known. The last two formats hold more
+  // than the memory of most machines.
+  const AlgorithmTable table;
+  test::PlainThreads pool(2);
+  Context context{pool, table};
+  for (unsigned format = 0; format < 3; ++format) {
+    const hybrid::Format& f = hybrid::kFormats[format];
+    const auto n = static_cast<std::size_t>(hybrid::capacity(format) / 4 * f.bytes);
+    std::uint64_t points = 0;
+    for (unsigned i = 0; hybrid::words_in(f, points) < 2 * n; ++i) points = hybrid::length_at(i);
+    const hybrid::Plan plan = hybrid::Plan::of_length(format, points);
+    const hybrid::Need need = hybrid::Transform::need(plan, 1);
+    const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
+                                      plan.primes * carved_bytes<double>(plan.plane_doubles()));
+    hybrid::Carver memory(scratch.buffer());
+    double* planes[hybrid::kMaxPrimes];
+    hybrid::Transform transform(context, *loops_, plan, 1, memory);
+    const Words a(n, ~0u);
+    for (unsigned k = 0; k < plan.primes; ++k) {
+      planes[k] = memory.take<double>(plan.plane_doubles());
+      transform.load(k, planes[k], a.data(), n);
+      const hybrid::PlaneTerm term = {planes[k], planes[k], true, false, false};
+      transform.multiply(k, planes[k], &term, 1);
+    }
+    Words c(2 * n);
+    transform.store(c.data(), 2 * n, planes, transform.range());
+    Words exact(2 * n, 0);
+    std::fill(exact.begin() + static_cast<std::ptrdiff_t>(n), exact.end(), ~0u);
+    exact[0] = 1;
+    exact[n] = ~1u;
+    EXPECT_TRUE(c == exact) << "format " << format;
+  }
+}
+
 TEST(HybridField, CapacityAndRounding) {
   EXPECT_FALSE(hybrid::rounding_holds((std::uint64_t{1} << 50) + 55));
-  EXPECT_TRUE(hybrid::rounding_holds(1092 * (std::uint64_t{15} << 36) + 1));
+  for (const std::uint64_t p : hybrid::kPrimes) EXPECT_TRUE(hybrid::rounding_holds(p));
   // log2 of the product of three primes: 149.98.
   EXPECT_NEAR(std::log2(static_cast<double>(hybrid::capacity(0))), 149.98 - 128, 0.01);
   EXPECT_GE(hybrid::capacity(hybrid::kFormatCount - 1), std::uint64_t{1} << 37);

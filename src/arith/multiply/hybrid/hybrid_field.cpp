@@ -87,7 +87,14 @@ void build(Field& f, std::uint64_t p, const Kernels& kernels) {
   f.p = p;
   f.mod = {static_cast<double>(p), 1.0 / static_cast<double>(p)};
   f.inverse_of_two = (p + 1) / 2;
-  for (unsigned i = 0; i < 4; ++i) f.inverse_of_odd[i] = f.power(kOdd[i], p - 2);
+  for (unsigned i = 0; i < 4; ++i) {
+    std::uint64_t inverse = f.power(kOdd[i], p - 2);
+    for (double& x : f.inverse_of_length[i]) {
+      x = f.centred(inverse);
+      inverse = f.multiply(inverse, f.inverse_of_two);
+    }
+  }
+  for (unsigned i = 0; i < kFormatCount; ++i) f.bias[i] = f.residue(bias(kFormats[i], 1));
   const std::uint64_t principal = principal_root(f);
   const std::uint64_t inverse = f.power(principal, p - 2);
   for (const Direction direction : {kForward, kInverse}) {
@@ -154,10 +161,6 @@ std::uint64_t Field::residue(const Limbs& x) const {
     r = (multiply(r, std::uint64_t{1} << 32) + half) % p;
   }
   return r;
-}
-
-double Field::inverse_of_length(unsigned odd, unsigned k) const {
-  return centred(multiply(inverse_of_odd[odd_index(odd)], power(inverse_of_two, k)));
 }
 
 const Fields& fields(const Kernels& kernels) {

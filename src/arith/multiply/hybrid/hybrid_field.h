@@ -31,7 +31,11 @@ struct Field {
   /// [direction][odd_index][k]: a root of order odd * 2^k. All are powers of one root.
   double root[2][4][kMaxLogLength + 1];
   OddRoots odd_roots[2][4];
-  std::uint64_t inverse_of_two, inverse_of_odd[4];
+  std::uint64_t inverse_of_two;
+  /// [odd_index][k]: 1 / (odd * 2^k).
+  double inverse_of_length[4][kMaxLogLength + 1];
+  /// bias(format, 1) of each format.
+  std::uint64_t bias[kFormatCount];
   /// Row trees with z = 1: [direction][log], from log = 4.
   Tree row[2][kMaxLogRow + 1];
   alignas(64) double roots_in_order[2][std::size_t{1} << (kMaxLogRow - 1)];
@@ -41,8 +45,6 @@ struct Field {
   std::uint64_t power(std::uint64_t a, std::uint64_t exponent) const;
   double centred(std::uint64_t a) const;
   std::uint64_t residue(const Limbs& x) const;
-  /// 1 / (odd * 2^k) modulo p.
-  double inverse_of_length(unsigned odd, unsigned k) const;
 };
 
 struct Fields {

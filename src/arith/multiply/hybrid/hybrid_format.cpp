@@ -6,7 +6,8 @@ namespace nmp::hybrid {
 namespace {
 
 constexpr bool fits(const Format& format, std::uint64_t digits) {
-  return bias(format, digits) < product_of_primes(format.primes);
+  // Balanced coefficients take as much room below zero as above.
+  return bias(format, digits).times(format.balanced ? 2 : 1) < product_of_primes(format.primes);
 }
 
 constexpr std::uint64_t largest_that_fits(const Format& format) {

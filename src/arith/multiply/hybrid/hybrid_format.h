@@ -15,8 +15,8 @@ namespace nmp::hybrid {
 /// Every prime is c * 15 * 2^36 + 1 < 2^50, so lengths 2^k * {1, 3, 5, 15} exist up to 15 * 2^36.
 inline constexpr unsigned kMaxLogLength = 36;
 inline constexpr std::uint64_t kUnit = std::uint64_t{15} << kMaxLogLength;
-inline constexpr std::uint64_t kPrimes[kMaxPrimes] = {1092 * kUnit + 1, 1089 * kUnit + 1,
-                                                      1083 * kUnit + 1, 1078 * kUnit + 1};
+inline constexpr std::uint64_t kPrimes[kMaxPrimes] = {
+    1092 * kUnit + 1, 1089 * kUnit + 1, 1083 * kUnit + 1, 1078 * kUnit + 1, 1073 * kUnit + 1};
 
 /// A little-endian number of 64-bit limbs.
 struct Limbs {
@@ -70,10 +70,12 @@ constexpr Limbs product_of_primes(unsigned count) {
 struct Format {
   unsigned primes;
   unsigned bytes;  ///< of a digit; four digits are so many words
+  bool balanced;   ///< digits lie between -2^63 and 2^63
 };
 
 /// From the shortest operands to the longest. A format holds what the ones before it hold.
-inline constexpr Format kFormats[] = {{3, 8}, {4, 8}};
+inline constexpr Format kFormats[] = {
+    {3, 8, false}, {3, 8, true}, {4, 11, false}, {5, 14, false}, {5, 13, false}};
 inline constexpr unsigned kFormatCount = sizeof kFormats / sizeof kFormats[0];
 
 inline constexpr std::size_t kMaxWordsPerDigit = 4;
@@ -92,6 +94,7 @@ constexpr std::uint64_t words_in(const Format& format, std::uint64_t digits) {
 /// so that the sum of them all is a multiple of what a transform wraps around at.
 constexpr Limbs bias(const Format& format, std::uint64_t shorter) {
   const Limbs x = Limbs(shorter).shifted(8 * format.bytes) - Limbs(shorter);
+  if (format.balanced) return x.times((std::uint64_t{1} << 62) + 1);  // above shorter * 2^126
   return x.shifted(8 * format.bytes) - x;
 }
 

@@ -20,7 +20,7 @@
 
 namespace nmp::hybrid {
 
-inline constexpr unsigned kMaxPrimes = 4;
+inline constexpr unsigned kMaxPrimes = 5;
 /// Radix-4 levels of one tree, at most.
 inline constexpr unsigned kMaxLevels = 20;
 /// Points of the register block that ends a row.
@@ -70,6 +70,12 @@ struct Carry {
   std::uint64_t limb[3];
 };
 
+/// Like `load`, but of words[0, word_count) the digits that begin with word number `at`.
+using LoadDigits = void (*)(double* out, std::size_t digits, const std::uint32_t* words,
+                            std::size_t at, std::size_t word_count, Modulus m);
+using StoreDigits = void (*)(std::uint32_t* out, const double* const* r, std::size_t n,
+                             Carry* carry, const Garner* garner);
+
 struct Kernels {
   /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
   /// |out| < p + 2^32. `digits` is a multiple of 4.
@@ -94,16 +100,18 @@ struct Kernels {
   /// Bounds as for rows, but the forward transform wants |x| < 2p.
   void (*forward_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
   void (*inverse_columns)(double* x, std::size_t width, const Columns* columns, Modulus m);
-  /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[K-1][i],
-  /// |r| < 2p: writes n digits (a multiple of 4) and continues `carry`. [K - 3] is for K primes.
-  void (*store[2])(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
-                   const Garner* garner);
+  /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[2][i], |r| < 2p:
+  /// writes n digits (a multiple of 8) and continues `carry`.
+  StoreDigits store;
   /// out = a * b * factor, with the bounds of `multiply`; and out = out + a * b * factor, for
   /// |out| < 3p / 2 and the same result. `out` may be an operand.
   void (*multiply_to)(double* out, const double* a, const double* b, std::size_t n, double factor,
                       Modulus m);
   void (*multiply_add)(double* out, const double* a, const double* b, std::size_t n, double factor,
                        Modulus m);
+  /// Digits that are signed, three primes, and digits of 11, 13 and 14 bytes, 4, 5 and 5 primes.
+  LoadDigits load_balanced, load_long[3];
+  StoreDigits store_long[3];
 };
 
 /// Doubles that `scale_tree` fills.

@@ -52,6 +52,8 @@ void inverse_blocks(double* x, std::size_t count, const double* blocks, const Mo
 
 #include "arith/multiply/hybrid/hybrid_garner.body.h"
 
+#include "arith/multiply/hybrid/hybrid_digits.body.h"
+
 #include "arith/multiply/hybrid/hybrid_sums.body.h"
 
 inline void transpose(V& a, V& b, V& c, V& d) {
@@ -146,9 +148,12 @@ constinit const Kernels kKernelsAvx2 = {
     &multiply,
     &transform_columns<true>,
     &transform_columns<false>,
-    {&store<3>, &store<4>},
+    &store<3>,
     &multiply_to,
     &multiply_add,
+    &load_balanced,
+    {&load_long<11>, &load_long<13>, &load_long<14>},
+    {&store_long<4, 11>, &store_long<5, 13>, &store_long<5, 14>},
 };
 
 }  // namespace nmp::hybrid

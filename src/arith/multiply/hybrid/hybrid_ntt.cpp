@@ -18,7 +18,6 @@ using hybrid::Kernels;
 using hybrid::kMaxPrimes;
 using hybrid::Plan;
 using hybrid::PlaneTerm;
-using hybrid::Range;
 using hybrid::Transform;
 
 constexpr std::uint64_t kMaxBits = 0x7FFF0000000;
@@ -40,7 +39,7 @@ struct Product {
 hybrid::Need need(const Plan& plan, unsigned planes, std::size_t spare_words) {
   Carver sum;
   Product(plan, planes, spare_words, sum);
-  const hybrid::Need transform = Transform::need(plan, false);
+  const hybrid::Need transform = Transform::need(plan, 1);
   return {sum.bytes() + transform.base, transform.slot};
 }
 
@@ -83,7 +82,7 @@ void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word*
   const Plan plan = plan_for(al, bl);
   Carver memory(scratch);
   const Product product(plan, plan.primes + (square ? 0 : 1), 0, memory);
-  Transform transform(context, loops, plan, false, memory);
+  Transform transform(context, loops, plan, 1, memory);
   for (unsigned k = 0; k < plan.primes; ++k) {
     double* const x = product.plane[k];
     double* const y = square ? x : product.plane[plan.primes];
@@ -92,7 +91,7 @@ void multiply_whole(Context& context, const Kernels& loops, Word* c, const Word*
     const PlaneTerm term = {x, y, true, !square, false};
     transform.multiply(k, x, &term, 1);
   }
-  transform.store(c, al + bl, product.plane, Range::kExact);
+  transform.store(c, al + bl, product.plane, transform.range());
 }
 
 /// The longer operand in pieces against one spectrum of the shorter one. A piece's product overlaps
@@ -104,7 +103,7 @@ void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word
   Carver memory(scratch);
   const Product product(plan, 2 * plan.primes, bl, memory);
   double* const* const spectrum = product.plane + plan.primes;
-  Transform transform(context, loops, plan, false, memory);
+  Transform transform(context, loops, plan, 1, memory);
   for (unsigned k = 0; k < plan.primes; ++k) transform.load(k, spectrum[k], b, bl);
   for (std::size_t at = 0; at < al; at += piece) {
     const std::size_t length = std::min(piece, al - at);
@@ -115,7 +114,7 @@ void multiply_pieces(Context& context, const Kernels& loops, Word* c, const Word
       transform.multiply(k, x, &term, 1);
     }
     if (at > 0) std::copy_n(c + at, bl, product.spare);
-    transform.store(c + at, length + bl, product.plane, Range::kExact);
+    transform.store(c + at, length + bl, product.plane, transform.range());
     if (at > 0) {
       const Word carry = words::add_n(c + at, c + at, product.spare, bl);
       if (carry != 0) words::increment(c + at + bl, length);

@@ -14,9 +14,8 @@ namespace nmp::hybrid {
 namespace {
 
 constexpr unsigned kOddFactors[4] = {1, 3, 5, 15};
-/// From where on an odd factor pays, as a power of two. 15 is no faster than the next power of two,
-/// but shorter, which counts where memory is dear.
-constexpr unsigned kSmallestLog[4] = {4, 8, 8, 20};
+/// From where on an odd factor may pay, as a power of two.
+constexpr unsigned kSmallestLog[4] = {4, 8, 8, 8};
 constexpr unsigned count_lengths() {
   unsigned n = 0;
   for (const unsigned log : kSmallestLog) n += kMaxLogLength - log + 1;
@@ -56,10 +55,30 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
   return std::min(log_points, log_points < 21 ? kMaxLogRow - 1 : kMaxLogRow);
 }
 
+/// Nanoseconds of a product for each point and prime, measured on one core with three primes and
+/// digits of 64 bits: transforms of one row, 2^4 points and longer, and of many, by doublings from
+/// 2^8 points.
+constexpr double kOneRow[] = {146, 76, 41, 23.8, 15.0, 11.0, 7.1, 7.3, 7.7, 8.1, 8.6};
+constexpr double kManyRows[] = {13.0, 11.8, 10.4, 9.9,  9.6,  9.7,  9.8,  10.1, 10.5, 11.6, 13.0,
+                                14.5, 15.2, 15.3, 15.6, 16.0, 17.0, 17.6, 18.4, 19.2, 20.0};
+/// What longer digits and odd lengths add to that.
+constexpr double kFormatExtra[kFormatCount] = {0, 0.4, 3.1, 5.1, 3.1};
+constexpr double kOddExtra[4] = {0, 0.4, 0.8, 2.0};
+
+/// Nanoseconds of a product; its transforms and passes are shares of that.
 double cost_of(unsigned format, std::uint64_t points) {
-  const double n = static_cast<double>(points) * kFormats[format].primes;
-  const double per_level = points > std::size_t{1} << 15 ? 0.6 : 0.5;
-  return n * (std::log2(static_cast<double>(points)) * per_level + 3.0);
+  const unsigned log = static_cast<unsigned>(std::countr_zero(points));
+  const unsigned odd = odd_index(static_cast<unsigned>(points >> log));
+  double each = kFormatExtra[format] + kOddExtra[odd];
+  if (odd == 0 && log <= kMaxLogRow) {
+    each += kOneRow[log - 4];
+  } else {
+    constexpr int kLast = sizeof kManyRows / sizeof kManyRows[0] - 1;
+    const double at = std::min(std::log2(static_cast<double>(points)) - 8, kLast - 0.001);
+    const int below = static_cast<int>(at);
+    each += kManyRows[below] + (at - below) * (kManyRows[below + 1] - kManyRows[below]);
+  }
+  return each * static_cast<double>(points) * kFormats[format].primes;
 }
 
 /// One length in one format.

@@ -42,13 +42,9 @@ class HybridSpectra final : public Spectra {
  public:
   HybridSpectra(Context& context, const Kernels& kernels, const Plan& plan,
                 const SpectrumShape& shape, PlaneTerm* terms, Carver& memory)
-      : transform_(context, kernels, plan, shape.sum > 1, memory), terms_(terms), sum_(shape.sum) {
+      : transform_(context, kernels, plan, shape.sum, memory), terms_(terms), sum_(shape.sum) {
     wrap_ = plan.words();
     bytes_ = block_bytes(plan);
-    const Format& format = kFormats[plan.format];
-    const Limbs one =
-        bias(format, std::min<std::uint64_t>(plan.points(), capacity(plan.format) / shape.sum));
-    for (unsigned k = 0; k < plan.primes; ++k) bias_[k] = field(k).residue(one);
   }
 
   void forward(Spectrum& s, const Word* words, std::size_t count) override {
@@ -64,17 +60,13 @@ class HybridSpectra final : public Spectra {
     if (terms.empty() || terms.size() > sum_)
       throw InvalidParametersException("Spectra::multiply()", "Not as many terms as planned.");
     const Block target = block_of(s);
-    const auto negatives = static_cast<std::uint64_t>(
-        std::count_if(terms.begin(), terms.end(), [](const Term& t) { return t.negative; }));
     for (unsigned k = 0; k < transform_.plan().primes; ++k) {
       for (std::size_t i = 0; i < terms.size(); ++i) {
         const Block a = block_of(*terms[i].a), b = block_of(*terms[i].b);
         terms_[i] = {a.plane[k], b.plane[k], is_waiting(a, terms.first(i)),
                      a.plane[k] != b.plane[k] && is_waiting(b, terms.first(i)), terms[i].negative};
       }
-      // Each negative product may take a coefficient so far below zero.
-      const double bias = field(k).centred(field(k).multiply(negatives, bias_[k]));
-      transform_.multiply(k, target.plane[k], terms_, terms.size(), bias);
+      transform_.multiply(k, target.plane[k], terms_, terms.size());
     }
     for (const Term& t : terms)
       for (const Spectrum* operand : {t.a, t.b}) block_of(*operand).header->stage = Header::kRows;
@@ -92,7 +84,6 @@ class HybridSpectra final : public Spectra {
   }
 
  private:
-  const Field& field(unsigned k) const { return transform_.fields().field[k]; }
   Block block_of(const Spectrum& s) const {
     Carver memory(AlignedBufferC(s.data, bytes_));
     return Block(transform_.plan(), memory);
@@ -110,7 +101,6 @@ class HybridSpectra final : public Spectra {
   Transform transform_;
   PlaneTerm* const terms_;
   const std::size_t sum_;
-  std::uint64_t bias_[kMaxPrimes];
 };
 
 PlaneTerm* take_terms(const SpectrumShape& shape, Carver& memory) {
@@ -126,8 +116,8 @@ unsigned slots(unsigned threads) { return std::clamp(threads, 1u, Transform::kMa
 }  // namespace
 
 std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) {
-  static const Bounds one([](const Plan& plan) { return Transform::need(plan, false); });
-  static const Bounds sums([](const Plan& plan) { return Transform::need(plan, true); });
+  static const Bounds one([](const Plan& plan) { return Transform::need(plan, 1); });
+  static const Bounds sums([](const Plan& plan) { return Transform::need(plan, 2); });
   const std::size_t transform =
       (shape.sum > 1 ? sums : one)
           .bytes(shape.words, std::min(shape.shorter, shape.words), shape.sum, slots(threads));

@@ -11,6 +11,9 @@ namespace {
 /// Points from which a product is worth several tasks.
 constexpr std::size_t kParallelPoints = std::size_t{1} << 16;
 
+/// Where the loops for digits of 11, 13 and 14 bytes are.
+constexpr unsigned long_index(unsigned bytes) { return bytes == 11 ? 0 : bytes - 12; }
+
 /// The low `bits` bits of x in reverse order.
 std::size_t reversed(std::size_t x, unsigned bits) {
   std::size_t result = 0;
@@ -39,7 +42,7 @@ void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& 
 
 }  // namespace
 
-void Transform::take(Carver& memory, const Plan& plan, unsigned slots, bool sums,
+void Transform::take(Carver& memory, const Plan& plan, unsigned slots, unsigned sum,
                      Tables (*tables)[2], Slot* slot) {
   const unsigned log = plan.log_rows;
   for (unsigned k = 0; k < plan.primes && !plan.single_row(); ++k) {
@@ -54,7 +57,7 @@ void Transform::take(Carver& memory, const Plan& plan, unsigned slots, bool sums
   }
   for (unsigned i = 0; i < slots; ++i) {
     Slot s = {};
-    if (sums) s.row = memory.take<double>(plan.cols());
+    if (sum > 1) s.row = memory.take<double>(plan.cols());
     if (!plan.single_row()) {
       s.row_tree = memory.take<Tree>(2);
       for (double*& scaled : s.scaled)
@@ -71,24 +74,26 @@ unsigned Transform::slots_for(const Plan& plan, unsigned threads) {
   return std::clamp(threads, 1u, kMaxSlots);
 }
 
-Need Transform::need(const Plan& plan, bool sums) {
+Need Transform::need(const Plan& plan, unsigned sum) {
   const auto bytes = [&](unsigned slots) {
-    Carver sum;
-    take(sum, plan, slots, sums, nullptr, nullptr);
-    return sum.bytes();
+    Carver total;
+    take(total, plan, slots, sum, nullptr, nullptr);
+    return total.bytes();
   };
   const std::size_t one = bytes(1), slot = one - bytes(0);
   return slots_for(plan, 2) == 1 ? Need{one, 0} : Need{one - slot, slot};
 }
 
-Transform::Transform(Context& context, const Kernels& kernels, const Plan& plan, bool sums,
+Transform::Transform(Context& context, const Kernels& kernels, const Plan& plan, unsigned sum,
                      Carver& memory)
     : context_(context),
       kernels_(kernels),
       fields_(hybrid::fields(kernels)),
       plan_(plan),
+      format_(kFormats[plan.format]),
+      sum_(sum),
       slots_(slots_for(plan, context.threads.threads())) {
-  take(memory, plan_, slots_, sums, tables_, slot_);
+  take(memory, plan_, slots_, sum, tables_, slot_);
   if (plan_.single_row()) return;
   for (unsigned k = 0; k < plan_.primes; ++k) {
     build_tables(k, kForward);
@@ -136,6 +141,25 @@ const Tree* Transform::row_tree(unsigned k, Direction direction, std::size_t row
   return tree;
 }
 
+void Transform::load_digits(unsigned k, double* out, std::size_t digits, const Word* words,
+                            std::size_t at, std::size_t count) const {
+  const Modulus mod = field(k).mod;
+  if (format_.bytes > 8) {
+    kernels_.load_long[long_index(format_.bytes)](out, digits, words, at, count, mod);
+  } else if (format_.balanced) {
+    kernels_.load_balanced(out, digits, words, at, count, mod);
+    // What the last digit carries wraps around.
+    if (at == 0 && count == plan_.words()) out[0] += words[count - 1] >> (kWordBits - 1);
+  } else {
+    at = std::min(at, count);
+    kernels_.load(out, digits, words + at, count - at, mod);
+  }
+}
+
+StoreDigits Transform::store_loop() const {
+  return format_.bytes > 8 ? kernels_.store_long[long_index(format_.bytes)] : kernels_.store;
+}
+
 template <typename Body>
 void Transform::split(std::size_t count, const Body& body) {
   if (slots_ == 1) return body(std::size_t{0}, count, slot_[0]);
@@ -148,7 +172,7 @@ void Transform::split(std::size_t count, const Body& body) {
 
 void Transform::load(unsigned k, double* plane, const Word* words, std::size_t count) {
   if (plan_.single_row()) {
-    kernels_.load(plane, plan_.points(), words, count, field(k).mod);
+    load_digits(k, plane, plan_.points(), words, 0, count);
     return;
   }
   split(plan_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
@@ -162,8 +186,8 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t at = std::min(count, plan_.word_of((row << plan_.log_cols) + column));
-    kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
+    load_digits(k, strip + row * width, width, words,
+                plan_.word_of((row << plan_.log_cols) + column), count);
   }
   const Columns c = columns(k, kForward);
   kernels_.forward_columns(strip, width, &c, field(k).mod);
@@ -172,19 +196,29 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
   }
 }
 
-void Transform::multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count,
-                         double bias) {
+void Transform::multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count) {
+  const double bias = bias_of(k, terms, count);
   split(plan_.rows(), [&](std::size_t first, std::size_t last, const Slot& slot) {
     for (std::size_t row = first; row < last; ++row)
       multiply_row(k, row, target, terms, count, row == 0 ? bias : 0, slot);
   });
 }
 
+double Transform::bias_of(unsigned k, const PlaneTerm* terms, std::size_t count) const {
+  std::size_t products = 0;  // that may take a coefficient below zero
+  for (std::size_t i = 0; i < count; ++i) products += format_.balanced || terms[i].negative;
+  if (products == 0) return 0;
+  const std::uint64_t digits =
+      std::min<std::uint64_t>(plan_.points(), capacity(plan_.format) / sum_);
+  return field(k).centred(field(k).multiply(products * digits, field(k).bias[plan_.format]));
+}
+
 void Transform::multiply_row(unsigned k, std::size_t row, double* target, const PlaneTerm* terms,
                              std::size_t count, double bias, const Slot& slot) {
   const Modulus mod = field(k).mod;
   const std::size_t at = row * plan_.stride, cols = plan_.cols();
-  const double factor = field(k).inverse_of_length(plan_.odd, plan_.log_rows + plan_.log_cols);
+  const double factor =
+      field(k).inverse_of_length[odd_index(plan_.odd)][plan_.log_rows + plan_.log_cols];
   const Tree* forward = nullptr;
   const auto transform = [&](double* x) {
     if (!forward) forward = row_tree(k, kForward, row, slot);
@@ -265,7 +299,7 @@ void Transform::count_wraps(const double* const* r, std::size_t n, Carry* wraps)
   const double* last[kMaxPrimes];
   for (unsigned k = 0; k < plan_.primes; ++k) last[k] = r[k] + (n - kDigits);
   Word top[kDigits * kMaxWordsPerDigit];
-  kernels_.store[plan_.primes - 3](top, last, kDigits, wraps, &fields_.garner);
+  store_loop()(top, last, kDigits, wraps, &fields_.garner);
   if (top[plan_.word_of(kDigits) - 1] >> (kWordBits - 1) == 0) return;
   for (std::uint64_t& limb : wraps->limb)
     if (++limb != 0) break;
@@ -273,10 +307,10 @@ void Transform::count_wraps(const double* const* r, std::size_t n, Carry* wraps)
 
 void Transform::store_digits(Word* out, std::size_t count, std::size_t digit,
                              const double* const* r, std::size_t n, Carry* carry) const {
-  constexpr std::size_t kGroup = 4;
-  const std::size_t at = plan_.word_of(digit), words = kFormats[plan_.format].bytes;  // of a group
+  constexpr std::size_t kGroup = 8;
+  const std::size_t at = plan_.word_of(digit), words = 2 * format_.bytes;  // of a group
   if (at >= count) return;
-  const auto store = kernels_.store[plan_.primes - 3];
+  const StoreDigits store = store_loop();
   const std::size_t whole = std::min(n, (count - at) / words * kGroup);
   store(out + at, r, whole, carry, &fields_.garner);
   const std::size_t written = at + plan_.word_of(whole);

@@ -52,25 +52,26 @@ enum class Range {
 /// One plan with its tables and buffers. Not for use by two threads at once.
 class Transform {
  public:
-  /// `sums`: whether `multiply` may get several terms. Has as many tasks as the context has
+  /// `sum`: terms that `multiply` gets at most. Has as many tasks as the context has
   /// threads, each with buffers of its own.
-  Transform(Context& context, const Kernels& kernels, const Plan& plan, bool sums, Carver& memory);
+  Transform(Context& context, const Kernels& kernels, const Plan& plan, unsigned sum,
+            Carver& memory);
   static constexpr unsigned kMaxSlots = 64;
   /// Bytes that the constructor takes.
-  static Need need(const Plan& plan, bool sums);
+  static Need need(const Plan& plan, unsigned sum);
 
   /// plane = the digits of words[0, count), in the column domain of prime k.
   void load(unsigned k, double* plane, const Word* words, std::size_t count);
-  /// target = the sum of terms[0, count), in the column domain, with `bias` added to every
-  /// coefficient, |bias| <= p / 2. `target` may be an operand.
-  void multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count,
-                double bias = 0);
+  /// target = the sum of terms[0, count), in the column domain. `target` may be an operand. With
+  /// terms that may take a coefficient below zero, a multiple of 2^(32 words()) - 1 is added.
+  void multiply(unsigned k, double* target, const PlaneTerm* terms, std::size_t count);
   /// out[0, count) = the digits of the value whose residues are in planes[0, primes), column
   /// domain; zero for a value of 0, not all ones. The planes may be overwritten.
   void store(Word* out, std::size_t count, double* const* planes, Range range);
 
   const Plan& plan() const { return plan_; }
-  const Fields& fields() const { return fields_; }
+  /// What `store` can count on after one product of plain operands.
+  Range range() const { return format_.balanced ? Range::kWraps : Range::kExact; }
 
  private:
   /// Tables of one prime and one direction; null where the plan has a single row.
@@ -89,15 +90,20 @@ class Transform {
     Carry* carries;     ///< one for each row
   };
   static unsigned slots_for(const Plan& plan, unsigned threads);
-  static void take(Carver& memory, const Plan& plan, unsigned slots, bool sums, Tables (*tables)[2],
-                   Slot* slot);
+  static void take(Carver& memory, const Plan& plan, unsigned slots, unsigned sum,
+                   Tables (*tables)[2], Slot* slot);
   const Field& field(unsigned k) const { return fields_.field[k]; }
   void build_tables(unsigned k, Direction direction);
   Columns columns(unsigned k, Direction direction) const;
   /// The tree of a row: the shared one, or one made for it in `slot`.
   const Tree* row_tree(unsigned k, Direction direction, std::size_t row, const Slot& slot) const;
+  double bias_of(unsigned k, const PlaneTerm* terms, std::size_t count) const;
   void multiply_row(unsigned k, std::size_t row, double* target, const PlaneTerm* terms,
                     std::size_t count, double bias, const Slot& slot);
+  /// out[0, digits) = those from word number `at` on; |out| < 2p.
+  void load_digits(unsigned k, double* out, std::size_t digits, const Word* words, std::size_t at,
+                   std::size_t count) const;
+  StoreDigits store_loop() const;
   void load_strip(unsigned k, double* plane, const Word* words, std::size_t count,
                   std::size_t column, double* strip) const;
   void store_strip(Word* out, std::size_t count, double* const* planes, std::size_t column,
@@ -115,6 +121,8 @@ class Transform {
   const Kernels& kernels_;
   const Fields& fields_;
   const Plan plan_;
+  const Format format_;
+  const unsigned sum_;
   const unsigned slots_;
   Tables tables_[kMaxPrimes][2];
   Slot slot_[kMaxSlots];
