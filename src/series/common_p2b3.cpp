@@ -7,7 +7,6 @@
 
 #include "arith/hash61.h"
 #include "arith/multiply/algorithm_table.h"
-#include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 
@@ -66,11 +65,10 @@ void adopt(BigFloat& result, const ExactFloat& x, std::size_t target) {
 
 /// The residue must be right both as the operations carried it and in the words themselves.
 void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
-  const std::uint64_t actual = x.computed_hash();
-  if (x.hash == expected && actual == expected) return;
-  console::print_line('R', "Modular Redundancy Check Failed");
-  throw BSRModularCheckFailedException("BinarySplitting::CommonP2B3::PSR_BlockS::run()", expected,
-                                       actual, {range.P.hash, range.Q.hash, range.R.hash});
+  for (const std::uint64_t residue : {x.hash, x.computed_hash()}) {
+    const std::uint64_t actual = hash61::multiply(residue, range.dropped);
+    if (actual != expected) fail_modular_check(range, expected, actual);
+  }
 }
 
 }  // namespace
@@ -105,6 +103,7 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, std:
 
   multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
   if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+  left.dropped = hash61::multiply(left.dropped, right.dropped);
 }
 
 double SeriesRun::work_total() const {
@@ -120,6 +119,11 @@ void SeriesRun::report(std::uint64_t terms_done, double levels) {
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                          bool needs_R, AlignedBufferC scratch) {
   if (!run_.sizing.is_end(a, b)) return false;
+  Leaf leaf;
+  if (run_.sizing.factors() && run_.series.leaf(a, b, leaf)) {
+    set_leaf(result, leaf);
+    return true;
+  }
   const bool pairs = scratch.bytes() >= run_.sizing.end_bytes(true);
   if (!pairs && scratch.bytes() < run_.sizing.end_bytes(false)) return false;
   const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
@@ -169,6 +173,8 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   sum_half(result, true);
   Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
   sum_half(right, false);
+  if (const CommonFactors* common = run_.sizing.factors(); common && common->is_reduced(a, b))
+    drop_common(*common, result, right, a, m, b);
   merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
   if (reported) run_.report(b - a, 1);
 }

@@ -33,6 +33,7 @@ namespace nmp::BinarySplitting::CommonP2B3 {
 /// The three products of a range, over storage of the caller.
 struct Range {
   ExactFloat P, Q, R;
+  std::uint64_t dropped = 1;  ///< factor dropped from P, Q and R each, modulo 2^61 - 1
 };
 
 /// One block of the plan: the terms a+1..b.
@@ -50,8 +51,7 @@ struct Plan {
 /// Sizes of a series run. All take the target precision in words.
 class Sizing {
  public:
-  Sizing(const Context& context, const Series& series, std::size_t target)
-      : context_(context), series_(series), target_(target) {}
+  Sizing(const Context& context, const Series& series, std::size_t target);
 
   /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
   /// half only, which the merge reads.
@@ -60,6 +60,10 @@ class Sizing {
     std::size_t bytes() const;
   };
   Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// The series' common factors, or null where merges drop none.
+  const CommonFactors* factors() const { return factors_; }
+  /// Bounds for a range as the recursion leaves it.
+  RangeBits bits(std::uint64_t a, std::uint64_t b) const;
   /// Bytes of scratch for summing a range, its result not included.
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
   /// Bytes of scratch for an end case, in steps of two terms or of one.
@@ -78,6 +82,7 @@ class Sizing {
   const Context& context_;
   const Series& series_;
   std::size_t target_;
+  const CommonFactors* factors_;
 };
 
 /// Cuts a range's storage from scratch.
@@ -87,6 +92,15 @@ Range carve_range(AlignedBufferC& scratch, const Sizing::Words& words);
 /// words. Scratch for the largest product and its multiplication.
 void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
            AlignedBufferC scratch);
+
+/// Divides left.R and right.Q by their common factor before a merge of (a, m] and (m, b].
+void drop_common(const CommonFactors& factors, Range& left, Range& right, std::uint64_t a,
+                 std::uint64_t m, std::uint64_t b);
+/// The products of a leaf.
+void set_leaf(Range& range, const Leaf& leaf);
+/// Prints the failure and throws BSRModularCheckFailedException.
+[[noreturn]] void fail_modular_check(const Range& range, std::uint64_t expected,
+                                     std::uint64_t actual);
 
 /// What the layers of one series run share.
 struct SeriesRun {
