@@ -128,6 +128,7 @@ bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::
   if (!pairs && scratch.bytes() < run_.sizing.end_bytes(false)) return false;
   const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
   Range next = carve_range(scratch, {step, step, step});
+  result.dropped = 1;
   Term term;
   for (std::uint64_t k = a + 1; k <= b;) {
     const bool two = pairs && k < b;

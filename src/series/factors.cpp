@@ -12,9 +12,9 @@
 namespace nmp::BinarySplitting {
 namespace {
 
-/// What a later block drops at least, of the mean. Over the first 400,000 blocks the least was 0.955;
-/// no block can be far off: each small prime's share depends on the place in its period, and a
-/// number of 40 bits is at a bad place for some 15 primes at once, of 13 bits each.
+/// What a later block drops at least, of the mean. Over the first 400,000 blocks the least was
+/// 0.955; no block can be far off: each small prime's share depends on the place in its period, and
+/// a number of 40 bits is at a bad place for some 15 primes at once, of 13 bits each.
 constexpr double kLeastShare = 0.92;
 
 /// The first k >= 0 with q dividing alpha k - beta. q is coprime to alpha.

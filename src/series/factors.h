@@ -1,6 +1,3 @@
-#ifndef NF_T
-#define NF_T 512
-#endif
 // Common factors of the two products that meet in a merge, from closed forms.
 //
 // For R(k) = +-product of (alpha_i k - beta_i) and Q(k) = C k^d, d >= the number of forms, every
@@ -55,9 +52,10 @@ class FactorList {
 
 class CommonFactors {
  public:
-  /// Ranges of so many terms or fewer are reduced. It is where the division, quadratic in the
-  /// length, costs as much as shorter numbers save above.
-  static constexpr std::uint64_t kMostTerms = NF_T;
+  /// Ranges of so many terms or fewer are reduced. Each level saves three bits per term of P, Q and
+  /// R in all levels above, and its division is quadratic in the length: about here they break
+  /// even.
+  static constexpr std::uint64_t kMostTerms = 512;
   static constexpr std::size_t kForms = 3;
 
   /// One prime power and where it divides the forms.

@@ -32,7 +32,8 @@ std::size_t Sizing::kept() const {
 }
 
 bool Sizing::is_end(std::uint64_t a, std::uint64_t b) const {
-  if (b - a <= 2 || (series_.factors() && b - a <= Leaf::kMostTerms)) return true;
+  if (b - a <= 2) return true;
+  if (factors_) return b - a <= Leaf::kMostTerms;
   return b - a <= 64 && series_.range_bits(a, b).Q <= kEndBits;
 }
 
