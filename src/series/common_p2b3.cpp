@@ -5,12 +5,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "arith/hash61.h"
 #include "arith/multiply/algorithm_table.h"
-#include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "parallel/context.h"
 #include "series/recurrence.h"
+#include "series/reduce.h"
 #include "series/subtree_tasks.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
@@ -59,11 +60,10 @@ void adopt(BigFloat& result, const ExactFloat& x, std::size_t target) {
 
 /// The residue must be right both as the operations carried it and in the words themselves.
 void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
-  const std::uint64_t actual = x.computed_hash();
-  if (x.hash == expected && actual == expected) return;
-  console::print_line('R', "Modular Redundancy Check Failed");
-  throw BSRModularCheckFailedException("BinarySplitting::CommonP2B3::PSR_BlockS::run()", expected,
-                                       actual, {range.P.hash, range.Q.hash, range.R.hash});
+  for (const std::uint64_t residue : {x.hash, x.computed_hash()}) {
+    const std::uint64_t actual = hash61::multiply(residue, range.dropped);
+    if (actual != expected) fail_modular_check(range, expected, actual);
+  }
 }
 
 }  // namespace
@@ -79,13 +79,26 @@ void SeriesRun::report(std::uint64_t terms_done, double levels) {
   if (std::this_thread::get_id() == owner) progress.advance(std::min(1.0, done / work_total()));
 }
 
+void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
+                     AlignedBufferC scratch) {
+  if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
+    drop_common(*common, left, right, cut.a, cut.m, cut.b);
+  merge(context, left, right, needs_R, sizing.kept(), scratch);
+}
+
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                          bool needs_R, AlignedBufferC scratch) {
   if (!run_.sizing.is_end(a, b)) return false;
+  Leaf leaf;
+  if (run_.sizing.factors() && run_.series.leaf(a, b, leaf)) {
+    set_leaf(result, leaf);
+    return true;
+  }
   const bool pairs = scratch.bytes() >= run_.sizing.end_bytes(true);
   if (!pairs && scratch.bytes() < run_.sizing.end_bytes(false)) return false;
   const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
   Range next = carve_range(scratch, {step, step, step});
+  result.dropped = 1;
   Term term;
   for (std::uint64_t k = a + 1; k <= b;) {
     const bool two = pairs && k < b;
@@ -144,7 +157,7 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   sum_half(result, true);
   Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
   sum_half(right, false);
-  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  run_.join(context, result, right, {a, m, b}, needs_R, scratch);
   if (reported) run_.report(b - a, 1);
 }
 

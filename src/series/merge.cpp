@@ -197,6 +197,7 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
 void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
            AlignedBufferC scratch) {
   const Words words = lengths(left), others = lengths(right);
+  left.dropped = hash61::multiply(left.dropped, right.dropped);
   const MergeWay way = choose_way(context, left, right, needs_R, kept, scratch.bytes());
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {

@@ -16,6 +16,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "arith/context.h"
 #include "arith/exact_float.h"
@@ -26,6 +27,7 @@ namespace nmp::BinarySplitting::CommonP2B3 {
 /// The three products of a range, over storage of the caller.
 struct Range {
   ExactFloat P, Q, R;
+  std::uint64_t dropped = 1;  ///< factor dropped from P, Q and R each, modulo 2^61 - 1
 };
 
 /// Lengths of a range's products in words, or of the buffers that hold them.

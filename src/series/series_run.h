@@ -24,6 +24,11 @@ struct Plan {
   unsigned tds = 1;        ///< parallel tasks it was built for
 };
 
+/// The range (a, b] cut at m.
+struct Cut {
+  std::uint64_t a, m, b;
+};
+
 struct SeriesRun {
   const Series& series;
   const Sizing& sizing;
@@ -37,6 +42,9 @@ struct SeriesRun {
   /// Counts a finished merge (one level) or a finished range of several levels, and shows the sum.
   /// For any thread.
   void report(std::uint64_t terms_done, double levels);
+  /// Merges two ranges of a block; short ones drop their common factors first.
+  void join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
+            AlignedBufferC scratch);
 };
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

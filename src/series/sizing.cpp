@@ -22,17 +22,32 @@ std::size_t words_of(double bits) {
 
 }  // namespace
 
+Sizing::Sizing(const Context& context, const Series& series, std::size_t target)
+    : context_(context), series_(series), target_(target), factors_(series.factors()) {
+  // Ranges that drop factors must be exact, whatever block of the plan they are in.
+  const std::uint64_t n = series.terms, last = n - std::min(n, CommonFactors::kMostTerms);
+  if (n == 0 || words_of(series.range_bits(last, n).Q) + 4 > kept()) factors_ = nullptr;
+}
+
 std::size_t Sizing::kept() const {
   return std::max<std::size_t>(target_ + kExtraPrecision, kLeastWords);
 }
 
 bool Sizing::is_end(std::uint64_t a, std::uint64_t b) const {
   if (b - a <= 2) return true;
+  if (factors_) return b - a <= Leaf::kMostTerms;
   return b - a <= 64 && series_.range_bits(a, b).Q <= kEndBits;
 }
 
+RangeBits Sizing::bits(std::uint64_t a, std::uint64_t b) const {
+  RangeBits bits = series_.range_bits(a, b);
+  if (b - a < CommonFactors::kMostTerms) return bits;
+  const double dropped = factors_ ? factors_->least_dropped_bits(a, b) : 0;
+  return {bits.P - dropped, bits.Q - dropped, bits.R - dropped};
+}
+
 bool Sizing::is_exact(std::uint64_t a, std::uint64_t b) const {
-  const RangeBits bits = series_.range_bits(a, b);
+  const RangeBits bits = this->bits(a, b);
   return words_of(std::max({bits.P, bits.Q, bits.R})) + 2 <= kept();
 }
 
@@ -44,13 +59,13 @@ std::size_t Sizing::end_bytes(bool pairs) const {
 }
 
 Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) const {
-  const RangeBits bits = series_.range_bits(a, b);
+  const RangeBits bits = this->bits(a, b);
   const std::size_t most = kept() + 4;  // a truncated sum, its carry, and nothing else
   const auto room = [&](double size) {
     return std::clamp<std::size_t>(words_of(size), std::min(kLeastWords, most), most);
   };
   const bool only_left = !needs_R && !is_end(a, b);
-  const double r = only_left ? series_.range_bits(a, series_.split(a, b)).R : bits.R;
+  const double r = only_left ? this->bits(a, series_.split(a, b)).R : bits.R;
   return {room(bits.P), room(bits.Q), room(r)};
 }
 

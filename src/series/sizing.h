@@ -15,14 +15,17 @@ class Sizing {
   using Words = CommonP2B3::Words;
 
   /// `target`: the precision of the result in words.
-  Sizing(const Context& context, const Series& series, std::size_t target)
-      : context_(context), series_(series), target_(target) {}
+  Sizing(const Context& context, const Series& series, std::size_t target);
   /// The same run in another context.
   Sizing in(const Context& context) const { return {context, series_, target_}; }
 
   /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
   /// half only, which the merge reads.
   Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// The series' common factors, or null where merges drop none.
+  const CommonFactors* factors() const { return factors_; }
+  /// Bounds for a range as the recursion leaves it.
+  RangeBits bits(std::uint64_t a, std::uint64_t b) const;
   /// Bytes of scratch for summing a range, its result not included: what it takes with plain
   /// merges, the leanest. Merges below the longest find more than they need, and use it.
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
@@ -43,6 +46,7 @@ class Sizing {
   const Context& context_;
   const Series& series_;
   std::size_t target_;
+  const CommonFactors* factors_;
 };
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

@@ -34,8 +34,7 @@ SubtreeTasks::SubtreeTasks(Context& context, SeriesRun& run, std::uint64_t a, st
       serial_sizing_(run.sizing.in(serial_)) {
   const unsigned levels = levels_for(kSubtreesPerTask * tds);
   const double subtrees = std::ldexp(1.0, static_cast<int>(levels));
-  if (run.series.range_bits(a, b).Q < subtrees * kLeastBits || (b - a) >> levels < kLeastTerms)
-    return;
+  if (run.sizing.bits(a, b).Q < subtrees * kLeastBits || (b - a) >> levels < kLeastTerms) return;
   levels_ = levels;
   serial_level_ = levels_for(tds);
   nodes_ = std::vector<Node>(2 * first_of(levels));
@@ -145,9 +144,11 @@ void SubtreeTasks::sum_leaf(std::size_t node, AlignedBufferC arena) {
 
 void SubtreeTasks::merge_node(Context& context, std::size_t node, AlignedBufferC scratch) {
   throw_if_interrupted();
-  merge(context, *nodes_[2 * node].range, *nodes_[2 * node + 1].range, nodes_[node].needs_R,
-        run_.sizing.kept(), scratch);
-  run_.report(nodes_[node].b - nodes_[node].a, 1);
+  const Node& left = nodes_[2 * node];
+  const Node& right = nodes_[2 * node + 1];
+  run_.join(context, *left.range, *right.range, {left.a, left.b, right.b}, nodes_[node].needs_R,
+            scratch);
+  run_.report(right.b - left.a, 1);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3
