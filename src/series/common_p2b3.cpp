@@ -10,6 +10,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "parallel/context.h"
+#include "series/last_merge.h"
 #include "series/recurrence.h"
 #include "series/reduce.h"
 #include "series/subtree_tasks.h"
@@ -187,9 +188,15 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   run(context, result, first, middle, true, scratch);
   run_.progress.untrail(1);
   run_.progress.trail('G', "1");
-  Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
+  const Words words = run_.sizing.result(m, b, needs_R);
+  AlignedBufferC behind_Q = scratch;
+  (void)behind_Q.carve<Word>(words.Q);
+  Range right = carve_range(scratch, words);
   run(context, right, middle, last, needs_R, scratch);
-  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  if (run_.sizing.is_last_merge(a, m, b, needs_R))
+    merge_last(context, result, right, run_.sizing.kept(), behind_Q, scratch);
+  else
+    merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
   run_.progress.untrail(1);
   run_.report(b - a, 1);
 }

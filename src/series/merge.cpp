@@ -171,8 +171,8 @@ std::size_t Words::bytes() const {
 
 Range carve_range(AlignedBufferC& scratch, const Words& words) {
   Range range;
-  range.P = carve_number(scratch, words.P);
   range.Q = carve_number(scratch, words.Q);
+  range.P = carve_number(scratch, words.P);
   range.R = carve_number(scratch, words.R);
   return range;
 }

@@ -36,7 +36,7 @@ struct Words {
   std::size_t bytes() const;
 };
 
-/// Cuts a range's storage from scratch.
+/// Cuts a range's storage from scratch: Q first, then P and R.
 Range carve_range(AlignedBufferC& scratch, const Words& words);
 
 enum class MergeWay { kPlain, kShared, kSummed };

@@ -5,6 +5,7 @@
 
 #include "arith/big_float.h"
 #include "arith/multiply/algorithm_table.h"
+#include "series/last_merge.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
@@ -13,6 +14,8 @@ namespace {
 constexpr double kEndBits = 2048;
 /// Room that every number of a range has at least, so that end cases are never truncated.
 constexpr std::size_t kLeastWords = 192;
+/// Below, memory is no concern.
+constexpr std::size_t kLastMergeWords = std::size_t{1} << 16;
 /// Levels of the recursion that the estimate follows node by node.
 constexpr int kFollowedLevels = 7;
 
@@ -75,6 +78,21 @@ std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_
                      MergeWay::kPlain);
 }
 
+bool Sizing::is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const {
+  if (needs_R || kept() < kLastMergeWords || is_exact(a, b)) return false;
+  const RangeBits left = bits(a, m), right = bits(m, b);
+  const double second = left.R + right.P - left.P - right.Q;  // below the first, in bits
+  const double room = static_cast<double>(result(a, m, true).R);
+  return static_cast<double>(kept()) + second / kWordBits < 0.98 * room - 16;
+}
+
+std::size_t Sizing::joining_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
+                                  bool needs_R) const {
+  const Words right = result(m, b, needs_R);
+  if (!is_last_merge(a, m, b, needs_R)) return right.bytes() + merging_bytes(a, m, b, needs_R);
+  return carved_bytes<Word>(right.Q) + last_merge_bytes(context_, result(a, m, true), right);
+}
+
 std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const {
   return scratch_bytes(a, b, needs_R, kFollowedLevels);
 }
@@ -84,7 +102,7 @@ std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R
   if (is_end(a, b)) return end_bytes(true);
   const std::uint64_t m = series_.split(a, b);
   const std::size_t right = result(m, b, needs_R).bytes();
-  const std::size_t merging = right + merging_bytes(a, m, b, needs_R);
+  const std::size_t merging = joining_bytes(a, m, b, needs_R);
   if (levels == 0) {
     // Below, the right halves of all levels together are no longer than the range itself; each
     // level rounds up three numbers.

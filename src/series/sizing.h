@@ -31,6 +31,9 @@ class Sizing {
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
   /// The same, following only so many levels of the recursion: quicker, and never less.
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int levels) const;
+  /// True where merge_last merges the range: truncated, without R, and with an R0 whose buffer has
+  /// room for R0*P1, to all appearances.
+  bool is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
   /// Bytes of scratch for merging (a, m] with (m, b] in the plain way.
   std::size_t merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
   /// Bytes of scratch for an end case, in steps of two terms or of one.
@@ -43,6 +46,9 @@ class Sizing {
   std::size_t kept() const;
 
  private:
+  /// Bytes for the buffers of (m, b] and the merge.
+  std::size_t joining_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
+
   const Context& context_;
   const Series& series_;
   std::size_t target_;

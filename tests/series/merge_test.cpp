@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "series/last_merge.h"
 #include "support/arithmetic.h"
 #include "support/faults.h"
 #include "support/reference_spectra.h"
@@ -113,6 +114,45 @@ TEST_F(MergeTest, AllWaysAgree) {
     plans_.extra_words = rng_.below(3);
     plans_.wrap_sign = rng_.below(2) == 0 ? 1 : -1;
     expect_ways_agree(real ? context_ : slow_, rng_.below(2) == 0, kept);
+    ASSERT_FALSE(HasFailure()) << "lengths up to " << most << ", kept " << kept;
+  }
+}
+
+TEST_F(MergeTest, LastMerge) {
+  const auto last = [&](std::size_t kept, std::size_t room_for_R) {
+    Operands left(left_, right_, 8192);
+    left.left_.R.buffer_size = static_cast<std::uint32_t>(room_for_R);
+    const Words words = lengths(left.left_), others = lengths(left.right_);
+    const FencedScratch scratch(carved_bytes<Word>(others.Q) +
+                                last_merge_bytes(context_, words, others));
+    AlignedBufferC rest = scratch.buffer(), behind_Q = rest;
+    (void)behind_Q.carve<Word>(others.Q);
+    Range right = carve_range(rest, others);
+    right.P.set_ExactFloat(left.right_.P);
+    right.Q.set_ExactFloat(left.right_.Q);
+    merge_last(context_, left.left_, right, kept, behind_Q, rest);
+    keep_.push_back(std::move(left));
+    return keep_.back().left_;
+  };
+  for (std::size_t rep = 0; rep < test::reps(20); ++rep) {
+    const std::size_t most = 3000 + rng_.below(3000);
+    draw(most, kUsual);
+    const std::size_t kept = most + rng_.below(most / 2);
+    const Range plain = merged(context_, MergeWay::kPlain, false, kept);
+    for (const std::size_t room : {std::size_t{8192}, left_[2].words.size()}) {
+      const Range range = last(kept, room);
+      expect_same(range.Q, plain.Q, "Q");
+      EXPECT_EQ(range.P.computed_hash(), range.P.hash);
+      EXPECT_EQ(range.P.sign, plain.P.sign);
+      // Each cuts the smaller summand where it sees fit.
+      const test::Number apart = add(test::value(range.P), test::negated(test::value(plain.P)));
+      EXPECT_LE(apart.words.size(), 1u);
+      EXPECT_LE(apart.exp, plain.P.exp);
+      if (!apart.words.empty()) {
+        EXPECT_LE(apart.words[0], 4u);
+      }
+    }
+    keep_.clear();
     ASSERT_FALSE(HasFailure()) << "lengths up to " << most << ", kept " << kept;
   }
 }
