@@ -67,9 +67,11 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
   const auto room = [&](double size) {
     return std::clamp<std::size_t>(words_of(size), std::min(kLeastWords, most), most);
   };
-  const bool only_left = !needs_R && !is_end(a, b);
-  const double r = only_left ? this->bits(a, series_.split(a, b)).R : bits.R;
-  return {room(bits.P), room(bits.Q), room(r)};
+  if (needs_R || is_end(a, b)) return {room(bits.P), room(bits.Q), room(bits.R)};
+  const std::uint64_t m = series_.split(a, b);
+  std::size_t r = room(this->bits(a, m).R);
+  if (is_last_merge(a, m, b, needs_R)) r = std::max(r, second_summand(a, m, b));
+  return {room(bits.P), room(bits.Q), r};
 }
 
 std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
@@ -78,12 +80,17 @@ std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_
                      MergeWay::kPlain);
 }
 
+std::size_t Sizing::second_summand(std::uint64_t a, std::uint64_t m, std::uint64_t b) const {
+  const RangeBits left = bits(a, m), right = bits(m, b);
+  const double below_first = left.P + right.Q - left.R - right.P;
+  const double words = static_cast<double>(kept()) - below_first / kWordBits;
+  return static_cast<std::size_t>(1.02 * std::max(words, 0.0)) + 16;
+}
+
 bool Sizing::is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const {
   if (needs_R || kept() < kLastMergeWords || is_exact(a, b)) return false;
-  const RangeBits left = bits(a, m), right = bits(m, b);
-  const double second = left.R + right.P - left.P - right.Q;  // below the first, in bits
-  const double room = static_cast<double>(result(a, m, true).R);
-  return static_cast<double>(kept()) + second / kWordBits < 0.98 * room - 16;
+  // Else R0's place would have to grow by more than the merge saves.
+  return second_summand(a, m, b) < words_of(bits(a, m).R) + kept() / 2;
 }
 
 std::size_t Sizing::joining_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,

@@ -20,7 +20,7 @@ class Sizing {
   Sizing in(const Context& context) const { return {context, series_, target_}; }
 
   /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
-  /// half only, which the merge reads.
+  /// half only, which the merge reads, or that of R0*P1 for merge_last.
   Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
   /// The series' common factors, or null where merges drop none.
   const CommonFactors* factors() const { return factors_; }
@@ -31,8 +31,8 @@ class Sizing {
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
   /// The same, following only so many levels of the recursion: quicker, and never less.
   std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int levels) const;
-  /// True where merge_last merges the range: truncated, without R, and with an R0 whose buffer has
-  /// room for R0*P1, to all appearances.
+  /// True where merge_last merges the range: truncated and without R, R0*P1 not too long for R0's
+  /// place.
   bool is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
   /// Bytes of scratch for merging (a, m] with (m, b] in the plain way.
   std::size_t merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
@@ -46,6 +46,8 @@ class Sizing {
   std::size_t kept() const;
 
  private:
+  /// About the words of R0*P1 that a truncated sum wants, and some more.
+  std::size_t second_summand(std::uint64_t a, std::uint64_t m, std::uint64_t b) const;
   /// Bytes for the buffers of (m, b] and the merge.
   std::size_t joining_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
 
