@@ -15,6 +15,8 @@
 //      a tree of depth d is off by less than 4 d such units.
 //  (3) The blocks of the plan are exact, and each is compared with the series' recurrence modulo
 //      2^61 - 1.
+//  (4) Where the series knows common factors (factors.h), short ranges drop them: P, Q and R are
+//      the exact products over one common divisor, whose residue the range carries for (3).
 #pragma once
 
 #include <cstddef>
@@ -126,8 +128,8 @@ class BSR_BlockS {
   /// in memory." when scratch is hopelessly small.
   void BSR_S(Context& context, Range& result, std::uint64_t a, std::uint64_t b, bool needs_R,
              unsigned tds, AlignedBufferC scratch);
-  /// The same directly, if the range is short and its working memory fits: term by term pairs, or,
-  /// in less memory, single terms. Tells whether it did.
+  /// The same directly, if the range is short and its working memory fits: by the series' straight
+  /// code, else by pairs of terms, or, in less memory, by single terms. Tells whether it did.
   bool BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b, bool needs_R,
                AlignedBufferC scratch);
 
