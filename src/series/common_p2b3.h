@@ -15,8 +15,6 @@
 //      a tree of depth d is off by less than 4 d such units.
 //  (3) The blocks of the plan are exact, and each is compared with the series' recurrence modulo
 //      2^61 - 1.
-//  (4) Where the series knows common factors (factors.h), short ranges drop them: P, Q and R are
-//      the exact products over one common divisor, whose residue the range carries for (3).
 #pragma once
 
 #include <cstddef>
@@ -32,10 +30,11 @@
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 
-/// The three products of a range, over storage of the caller.
+/// The three products of a range, over storage of the caller. Where the series knows common factors
+/// (factors.h), short ranges drop them: P, Q and R are the exact products over one common divisor.
 struct Range {
   ExactFloat P, Q, R;
-  std::uint64_t dropped = 1;  ///< factor dropped from P, Q and R each, modulo 2^61 - 1
+  std::uint64_t dropped = 1;  ///< that divisor modulo 2^61 - 1
 };
 
 /// One block of the plan: the terms a+1..b.
