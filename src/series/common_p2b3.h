@@ -30,11 +30,10 @@
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 
-/// The three products of a range, over storage of the caller. Where the series knows common factors
-/// (factors.h), short ranges drop them: P, Q and R are the exact products over one common divisor.
+/// The three products of a range, over storage of the caller.
 struct Range {
   ExactFloat P, Q, R;
-  std::uint64_t dropped = 1;  ///< that divisor modulo 2^61 - 1
+  std::uint64_t dropped = 1;  ///< factor dropped from P, Q and R each, modulo 2^61 - 1
 };
 
 /// One block of the plan: the terms a+1..b.
@@ -127,8 +126,8 @@ class BSR_BlockS {
   /// in memory." when scratch is hopelessly small.
   void BSR_S(Context& context, Range& result, std::uint64_t a, std::uint64_t b, bool needs_R,
              unsigned tds, AlignedBufferC scratch);
-  /// The same directly, if the range is short and its working memory fits: by the series' straight
-  /// code, else by pairs of terms, or, in less memory, by single terms. Tells whether it did.
+  /// The same directly, if the range is short and its working memory fits: term by term pairs, or,
+  /// in less memory, single terms. Tells whether it did.
   bool BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b, bool needs_R,
                AlignedBufferC scratch);
 
