@@ -60,7 +60,8 @@ class Series {
 
   /// Bounds for the terms a+1..b, a < b, no factors dropped. Never below the true sizes.
   virtual RangeBits range_bits(std::uint64_t a, std::uint64_t b) const = 0;
-  /// Where to cut the range: a < m < b, so that both halves are about equally large.
+  /// Where to cut the range: a < m < b, so that both halves are about equally large and, where
+  /// factors are dropped, consist of whole blocks.
   virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
   /// Term k alone, and terms k and k + 1 together.
   virtual void end_case_1(std::uint64_t k, Term& term) const = 0;
