@@ -121,7 +121,7 @@ TEST_F(Agm, SymmetriesAtEveryPrecision) {
 
 TEST_F(Agm, DoesNotDependOnHowItMultiplies) {
   constexpr std::size_t p = 40;
-  test::PlainThreads threads(3);
+  test::Threads threads(3);
   const OwnedFloat a(rng_.words(p), 0), b(rng_.words(p), 1), expected = agm(a, b, p);
   for (const int sign : {1, -1}) {
     const test::ReferenceTransforms reference(sign);

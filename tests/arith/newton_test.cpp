@@ -178,7 +178,7 @@ TEST_P(Newton, ExtremeOperands) {
 
 TEST_P(Newton, LongNumbersOnBothSidesOfTransforms) {
   // The program's own products: whole, in pieces, with threads.
-  test::PlainThreads two(2);
+  test::Threads two(2);
   Context chosen_context = context_, threaded{two, context_.products};
   if (GetParam() > 0) chosen_context.longest_product = 300;
   Operations operations(GetParam() < 0 ? threaded : chosen_context);
@@ -194,7 +194,7 @@ TEST_P(Newton, LongNumbersOnBothSidesOfTransforms) {
 
 TEST_P(Newton, ThreadsMakeNoDifference) {
   constexpr std::size_t p = 3000;
-  test::PlainThreads three(3);
+  test::Threads three(3);
   Context threaded{three, context_.products};
   if (GetParam() != 0) threaded.longest_product = context_.longest_product = 1000;
   Operations serial(context_), parallel(threaded);

@@ -179,7 +179,7 @@ TEST_F(CommonP2B3Test, ThreadsGiveTheSameWords) {
     const Number n = numerator, d = denominator;
     const std::size_t serial = stated;
     for (const unsigned threads : {2u, 3u, 7u}) {
-      test::PlainThreads pool(threads);
+      test::Threads pool(threads);
       Context context{pool, context_.products};
       sum(context, series, target);
       EXPECT_TRUE(numerator == n && denominator == d) << threads << " threads";
@@ -193,7 +193,7 @@ TEST_F(CommonP2B3Test, SubtreeTasks) {
   const CommonP2B3::Plan plan{{}, series.terms, 1};
   // The terms after the fifth in exact scratch, by recursion where `threads` is 0.
   const auto sum_range = [&](unsigned threads, bool needs_R) {
-    test::PlainThreads pool(std::max(threads, 1u));
+    test::Threads pool(std::max(threads, 1u));
     Context context{pool, context_.products};
     const CommonP2B3::Sizing sizing(context, series, 60000);
     CommonP2B3::SeriesRun run{series, sizing, plan, progress};
