@@ -150,13 +150,26 @@ void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std
   left.P.truncate(kept);
 }
 
+/// True where seven transforms of the summed shape are no longer than five of the shared one and
+/// the three of R0*P1: a sum has to have room for one bit more, which can make a plan much longer.
+bool sum_is_shorter(const Context& context, const Words& left, const Words& right) {
+  const auto length = [&](MergeWay way) {
+    return static_cast<double>(spectrum_bytes(context, shape_of(left, right, way)));
+  };
+  const double second = static_cast<double>(left.R + right.P);
+  const double first = static_cast<double>(std::max(left.P, left.Q) + right.Q);
+  return 7 * length(MergeWay::kSummed) <= (5 + 3 * second / first) * length(MergeWay::kShared);
+}
+
 /// The first way that numbers of these lengths and this scratch allow.
 MergeWay choose_way(const Context& context, const Range& left, const Range& right, bool needs_R,
                     std::size_t kept, std::size_t scratch) {
   const std::size_t words = std::size_t{std::max(left.P.L, left.Q.L)} + right.Q.L;
   if (words < kLeastSharedWords || right.Q.is_zero()) return MergeWay::kPlain;
   for (const MergeWay way : {MergeWay::kSummed, MergeWay::kShared}) {
-    if (way == MergeWay::kSummed && !can_be_summed(left, right, kept)) continue;
+    if (way == MergeWay::kSummed && !(can_be_summed(left, right, kept) &&
+                                      sum_is_shorter(context, lengths(left), lengths(right))))
+      continue;
     const std::size_t bytes = merge_bytes(context, lengths(left), lengths(right), needs_R, way);
     if (bytes != 0 && bytes <= scratch) return way;
   }
