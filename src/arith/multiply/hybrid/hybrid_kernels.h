@@ -93,8 +93,7 @@ struct Kernels {
   /// Column transforms: odd * 2^log rows of `width` doubles, a multiple of 16. Bounds as for rows,
   /// but the forward transform wants |x| < 2p. Forward from a contiguous strip, which is spoiled,
   /// to rows that are `stride` doubles apart; only the first `filled` rows may be other than zero,
-  /// and if they are no more than half of a power of two, only they are read. Inverse from such
-  /// rows to the strip; `filled` is not used.
+  /// see `reads_half`. Inverse from such rows to the strip; `filled` is not used.
   void (*forward_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
                           std::size_t stride, const Columns* columns, Modulus m);
   void (*inverse_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
@@ -104,6 +103,11 @@ struct Kernels {
   void (*store[2])(std::uint32_t* out, const double* const* r, std::size_t n, Carry* carry,
                    const Garner* garner);
 };
+
+/// Whether a forward transform of columns reads no more than the first half of its rows.
+constexpr bool reads_half(unsigned odd, unsigned log, std::size_t filled) {
+  return odd == 1 && log >= 2 && filled <= std::size_t{1} << (log - 1);
+}
 
 /// Doubles that `scale_tree` fills.
 constexpr std::size_t scaled_row_doubles(unsigned log) {

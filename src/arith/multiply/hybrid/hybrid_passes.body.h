@@ -480,7 +480,7 @@ void transform_columns(double* x, std::size_t width, std::size_t filled, double*
     double* const part = x + q * parts.step;
     if (log < 2 || !is_unit(tree)) {
       walk.template root<Kind::kGeneral>(part, log);
-    } else if (kForward && odd == 1 && 2 * filled <= std::size_t{1} << log) {
+    } else if (kForward && reads_half(odd, log, filled)) {
       walk.template root<Kind::kHalf>(part, log);
     } else {
       walk.template root<Kind::kUnit>(part, log);

@@ -14,6 +14,15 @@ std::size_t reversed(std::size_t x, unsigned bits) {
   return result;
 }
 
+/// Has so many doubles fetched: the rows of a strip are too far apart for the processor to foresee.
+/// May reach past the end.
+template <bool kWrite, typename T>
+void prefetch(const T* x, std::size_t doubles) {
+  const char* const bytes = reinterpret_cast<const char*>(x);
+  for (std::size_t i = 0; i < doubles * sizeof(double); i += 64)
+    __builtin_prefetch(bytes + i, kWrite, 2);
+}
+
 /// out[0, count) += carry * 2^(32 position). What lies past the end is zero.
 void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& carry) {
   std::uint64_t sum = 0;
@@ -135,10 +144,17 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   std::size_t filled = 0;
+  const auto first_word = [&](std::size_t row) {
+    return std::min(count, ((row << plan_.log_cols) + column) * kWordsPerDigit);
+  };
+  while (filled < rows && first_word(filled) < count) ++filled;
+  const std::size_t read = reads_half(plan_.odd, plan_.log_rows, filled) ? rows / 2 : rows;
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t at = std::min(count, ((row << plan_.log_cols) + column) * kWordsPerDigit);
-    kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
-    if (at < count) filled = row + 1;
+    const std::size_t at = first_word(row);
+    if (row < read)
+      kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
+    prefetch<true>(plane + row * plan_.stride + column, width);
+    if (at < count) prefetch<false>(words + at + width * kWordsPerDigit, width);
   }
   const Columns c = columns(k, kForward);
   kernels_.forward_columns(strip, width, filled, plane + column, plan_.stride, &c, field(k).mod);
@@ -202,6 +218,8 @@ void Transform::store_strip(Word* out, std::size_t count, double* const* planes,
   for (std::size_t row = 0; row < rows; ++row) {
     const double* r[kMaxPrimes];
     for (unsigned k = 0; k < plan_.primes; ++k) r[k] = slot.strips + (k * rows + row) * width;
+    for (unsigned k = 0; k < plan_.primes; ++k)
+      prefetch<false>(planes[k] + row * plan_.stride + column + width, width);
     store_digits(out, count, (row << plan_.log_cols) + column, r, width, &slot.carries[row]);
   }
 }
