@@ -130,7 +130,8 @@ void scale_tree(Tree* to, double* storage, const Tree* from, double s, Modulus m
   for (unsigned a = 1; a < from->log; ++a) {
     power[a] = scalar.m.reduce(V::all(scalar.mul(power[a - 1], power[a - 1]))).first();
   }
-  double* const end = scale_levels(to, storage, from, power, from->blocks ? kBlockLog : 0, scalar.m);
+  double* const end =
+      scale_levels(to, storage, from, power, from->blocks ? kBlockLog : 0, scalar.m);
   if (from->blocks) {
     double* const blocks = end;
     scale_blocks(blocks, from->blocks, std::size_t{1} << from->log, power, scalar.m);

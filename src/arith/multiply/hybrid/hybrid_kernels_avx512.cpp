@@ -169,7 +169,8 @@ inline void run_block(double* x, const double* t, const Mod& m) {
 
 template <bool kForward>
 inline void run_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
-  for (; count > 1; count -= 2, x += 2 * kBlock, t += 2 * kBlock) run_block<kForward, Pair>(x, t, m);
+  for (; count > 1; count -= 2, x += 2 * kBlock, t += 2 * kBlock)
+    run_block<kForward, Pair>(x, t, m);
   if (count > 0) run_block<kForward, V>(x, t, m);
 }
 void forward_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
@@ -193,8 +194,8 @@ void make_blocks(double* blocks, const double* t, std::size_t n) {
 void scale_blocks(double* to, const double* from, std::size_t n, const double* power,
                   const Mod& m) {
   const V s4 = V::all(power[2]), s2 = V::all(power[1]), s1 = V::all(power[0]);
-  const V outer = {_mm512_setr_pd(power[5], power[4], power[4], power[3], power[3], power[3],
-                                  power[3], 0)};
+  const V outer = {
+      _mm512_setr_pd(power[5], power[4], power[4], power[3], power[3], power[3], power[3], 0)};
   for (std::size_t i = 0; i < n; i += 8) {
     const std::size_t v = i / 8 % 8;
     const V s = v == 0 ? s4 : v < 3 ? s2 : v < 7 ? s1 : outer;
@@ -209,7 +210,8 @@ void scale_tree(Tree* to, double* storage, const Tree* from, double s, Modulus m
   for (unsigned a = 1; a < from->log; ++a) {
     power[a] = scalar.m.reduce(V::all(scalar.mul(power[a - 1], power[a - 1]))).first();
   }
-  double* const end = scale_levels(to, storage, from, power, from->blocks ? kBlockLog : 0, scalar.m);
+  double* const end =
+      scale_levels(to, storage, from, power, from->blocks ? kBlockLog : 0, scalar.m);
   if (from->blocks) {
     double* const blocks = end;
     scale_blocks(blocks, from->blocks, std::size_t{1} << from->log, power, scalar.m);

@@ -7,8 +7,8 @@
 /// Part of a tree that is worked level by level: half of a 32 KiB first-level cache.
 constexpr std::size_t kCachedDoubles = 2048;
 
-/// Two vectors that go through the same steps: the instructions of both alternate, because one alone
-/// would wait for its own results.
+/// Two vectors that go through the same steps: the instructions of both alternate, because one
+/// alone would wait for its own results.
 struct Pair {
   V a, b;
   Pair operator+(Pair o) const { return {a + o.a, b + o.b}; }
@@ -278,8 +278,7 @@ inline void inverse_points(V* x, const Node& n, const Mod& m) {
       if constexpr (kUnit) {
         inverse4_unit(q[0], q[1], q[2], q[3], twice(n.iw(0, 0)), m);
       } else {
-        inverse4(q[0], q[1], q[2], q[3], twice(n.w2(0, 0)), twice(n.w(0, 0)), twice(n.iw(0, 0)),
-                 m);
+        inverse4(q[0], q[1], q[2], q[3], twice(n.w2(0, 0)), twice(n.w(0, 0)), twice(n.iw(0, 0)), m);
       }
     }
   }
@@ -313,7 +312,7 @@ void pass(Place in, Place out, std::size_t n, const Node& node, const Mod& m) {
 template <unsigned kOdd>
 using Parts = unsigned[kOdd];
 
-/// Three parts of `n` doubles. |x| < 2p or so; the results are reduced.
+/// Three parts of `n` doubles. |x| < 2p; the results are reduced.
 inline void radix3(Place in, Place out, const Parts<3>& part, std::size_t n, const OddRoots& roots,
                    const Mod& m) {
   const V half3 = V::all(roots.half3), sine3 = V::all(roots.sine3);
@@ -342,7 +341,8 @@ inline void radix5(Place in, Place out, const Parts<5>& part, std::size_t n, con
     const V even2 = base + m.mul(sum1, c2) + m.mul(sum2, c1);
     const V odd1 = m.mul(difference1, s1) + m.mul(difference2, s2);
     const V odd2 = m.mul(difference1, s2) - m.mul(difference2, s1);
-    m.reduce(x[0] + sum1 + sum2).store(out.part(part[0]).x + i);
+    // Five times 2p would be too much for a double.
+    m.reduce(base + m.reduce(sum1) + sum2).store(out.part(part[0]).x + i);
     m.reduce(even1 + odd1).store(out.part(part[1]).x + i);
     m.reduce(even1 - odd1).store(out.part(part[4]).x + i);
     m.reduce(even2 + odd2).store(out.part(part[2]).x + i);

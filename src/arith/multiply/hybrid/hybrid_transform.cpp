@@ -151,8 +151,7 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
   const std::size_t read = reads_half(plan_.odd, plan_.log_rows, filled) ? rows / 2 : rows;
   for (std::size_t row = 0; row < rows; ++row) {
     const std::size_t at = first_word(row);
-    if (row < read)
-      kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
+    if (row < read) kernels_.load(strip + row * width, width, words + at, count - at, field(k).mod);
     prefetch<true>(plane + row * plan_.stride + column, width);
     if (at < count) prefetch<false>(words + at + width * kWordsPerDigit, width);
   }
