@@ -38,11 +38,11 @@ struct V {
     low.v = _mm512_sub_pd(_mm512_castsi512_pd(l), power52);
     high.v = _mm512_sub_pd(_mm512_castsi512_pd(h), power52);
   }
-  /// Integers in [0, 2^52) as 64-bit words; q is 64-byte aligned.
+  /// Integers in [0, 2^52) as 64-bit words.
   void store_integers(std::uint64_t* q) const {
     const __m512d power52 = _mm512_set1_pd(4503599627370496.0);
     const __m512i x = _mm512_castpd_si512(_mm512_add_pd(v, power52));
-    _mm512_store_si512(q, _mm512_xor_si512(x, _mm512_castpd_si512(power52)));
+    _mm512_storeu_si512(q, _mm512_xor_si512(x, _mm512_castpd_si512(power52)));
   }
 };
 inline V round(V a) {
