@@ -76,7 +76,7 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
     for (std::size_t i = 0; i < test::reps(20); ++i) {
       const unsigned log = 10 + i % 2;
       std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
-      loops_->multiply(x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
+      loops_->multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
       expect_below(x, 1.5 * p);
       loops_->forward_row(y.data(), &f.row[hybrid::kForward][log], f.mod);
       expect_below(y, 3.5 * p);
