@@ -1,7 +1,9 @@
 #include "arith/kernels/kernel_set.h"
 
+#include <cfloat>
 #include <string>
 
+#include "arith/multiply/fft/fft_kernels.h"
 #include "arith/multiply/hybrid/hybrid_kernels.h"
 #include "foundation/exceptions.h"
 #include "platform/process.h"
@@ -11,10 +13,12 @@ namespace nmp {
 namespace {
 
 constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2;
+// The proof of the FFT wants every double rounded once, which x87 registers do not do.
+constexpr const fft::Kernels* kPlainFft = FLT_EVAL_METHOD == 0 ? &fft::kKernelsGeneric : nullptr;
 constexpr KernelSet kSets[] = {
-    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, nullptr},
-    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr},
-    {"generic", 0, nullptr, nullptr},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, &fft::kKernelsAvx2},
+    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, &fft::kKernelsAvx2},
+    {"generic", 0, nullptr, kPlainFft},
 };
 
 bool can_run(const KernelSet& set) {
