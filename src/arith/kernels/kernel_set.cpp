@@ -16,7 +16,7 @@ constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2
 // The proof of the FFT wants every double rounded once, which x87 registers do not do.
 constexpr const fft::Kernels* kPlainFft = FLT_EVAL_METHOD == 0 ? &fft::kKernelsGeneric : nullptr;
 constexpr KernelSet kSets[] = {
-    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, &fft::kKernelsAvx2},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx2, &fft::kKernelsAvx512},
     {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, &fft::kKernelsAvx2},
     {"generic", 0, nullptr, kPlainFft},
 };

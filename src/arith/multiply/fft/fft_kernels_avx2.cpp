@@ -45,44 +45,26 @@ inline void transpose(V& a, V& b, V& c, V& d) {
 using V4 = V;
 #include "arith/multiply/fft/fft_leaf4.body.h"
 
-/// Digits from windows of 32 bits, each of which starts in the byte of the bit below its digit.
+#include "arith/multiply/fft/fft_windows.body.h"
+
+struct Squares {
+  V low, high;
+};
+inline void put_digits(double* x, __m256i digits, Squares& sum) {
+  const V low = {_mm256_cvtepi32_pd(_mm256_castsi256_si128(digits))};
+  const V high = {_mm256_cvtepi32_pd(_mm256_extracti128_si256(digits, 1))};
+  low.store(x);
+  high.store(x + 4);
+  sum.low = fused_add(low, low, sum.low);
+  sum.high = fused_add(high, high, sum.high);
+}
+
 void load_groups(double* x, std::size_t groups, const unsigned char* bytes, unsigned bits,
                  double* sum) {
-  alignas(32) unsigned char place[32];
-  alignas(32) std::uint32_t up[8], down[8];
-  const unsigned middle = (4 * bits + 7) / 8;
-  for (unsigned k = 0; k < 8; ++k) {
-    const unsigned at = k * bits + 7;  // from the byte before the group
-    for (unsigned i = 0; i < 4; ++i)
-      place[4 * k + i] = static_cast<unsigned char>(at / 8 + i - (k < 4 ? 0 : middle));
-    down[k] = at % 8;
-    up[k] = 32 - 1 - bits - at % 8;
-  }
-  const __m256i places = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(place));
-  const __m256i left = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(up));
-  const __m256i right = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(down));
-  const __m128i sign_shift = _mm_cvtsi32_si128(static_cast<int>(32 - bits));
-  const __m256i one = _mm256_set1_epi32(1);
-  __m256d sum0 = _mm256_setzero_pd(), sum1 = _mm256_setzero_pd();
-  const auto load128 = [](const unsigned char* q) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-  };
-  for (--bytes; groups > 0; --groups, bytes += bits, x += kBlockDoubles) {
-    const __m256i windows = _mm256_shuffle_epi8(
-        _mm256_inserti128_si256(_mm256_castsi128_si256(load128(bytes)), load128(bytes + middle), 1),
-        places);
-    const __m256i digit = _mm256_sra_epi32(_mm256_sllv_epi32(windows, left), sign_shift);
-    const __m256i below = _mm256_and_si256(_mm256_srlv_epi32(windows, right), one);
-    const __m256i d = _mm256_add_epi32(digit, below);
-    const __m256d d0 = _mm256_cvtepi32_pd(_mm256_castsi256_si128(d));
-    const __m256d d1 = _mm256_cvtepi32_pd(_mm256_extracti128_si256(d, 1));
-    _mm256_storeu_pd(x, d0);
-    _mm256_storeu_pd(x + 4, d1);
-    sum0 = _mm256_fmadd_pd(d0, d0, sum0);
-    sum1 = _mm256_fmadd_pd(d1, d1, sum1);
-  }
-  double lane[4];
-  _mm256_storeu_pd(lane, _mm256_add_pd(sum0, sum1));
+  Squares squares = {V::all(0), V::all(0)};
+  load_windows(x, groups, bytes, bits, squares);
+  double lane[V::kLanes];
+  (squares.low + squares.high).store(lane);
   *sum += (lane[0] + lane[1]) + (lane[2] + lane[3]);
 }
 
