@@ -57,10 +57,10 @@ inline void dft8(Points<V> (&a)[8]) {
   P r1, r3;
   if constexpr (kForward) {
     r1 = {(o1.re - o1.im) * half, (o1.re + o1.im) * half};
-    r3 = {(o3.re + o3.im) * half, (o3.im - o3.re) * half};  // -i times what it should be
+    r3 = {(o3.re - o3.im) * half, (o3.re + o3.im) * half};  // -i times what it should be
   } else {
     r1 = {(o1.re + o1.im) * half, (o1.im - o1.re) * half};
-    r3 = {(o3.re - o3.im) * half, (o3.re + o3.im) * half};  // i times
+    r3 = {(o3.re + o3.im) * half, (o3.im - o3.re) * half};  // i times
   }
   a[0] = e0 + o0;
   a[4] = e0 - o0;
