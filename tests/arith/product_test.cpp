@@ -6,6 +6,7 @@
 
 #include "arith/multiply/algorithm.h"
 #include "arith/multiply/basecase/word_multiply.h"
+#include "arith/multiply/fft/fft.h"
 #include "arith/multiply/hybrid/hybrid_field.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
@@ -90,10 +91,13 @@ const std::vector<Method>& methods() {
                     multiply_with_narrow_digits});
     for (const KernelSet& set : kernel_sets()) {
       if ((platform::processor_features() & set.needs) != set.needs) continue;
-      static std::vector<std::unique_ptr<HybridNtt>> instances;
+      static std::vector<std::unique_ptr<Algorithm>> instances;
       instances.push_back(std::make_unique<HybridNtt>(&set));
-      for (const unsigned threads : {1u, 3u})
-        list.push_back(method(std::string("HNT ") + set.name, *instances.back(), threads));
+      instances.push_back(std::make_unique<FloatingPointFft>(&set));
+      for (std::size_t i = instances.size() - 2; i < instances.size(); ++i)
+        for (const unsigned threads : {1u, 3u})
+          list.push_back(
+              method(instances[i]->id + std::string(" ") + set.name, *instances[i], threads));
     }
     return list;
   }();

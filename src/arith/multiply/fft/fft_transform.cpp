@@ -196,11 +196,12 @@ std::int64_t Transform::store(Word* out, std::size_t count, double* plane) {
   const std::size_t half_words = half / kWordBits * plan_.bits;
   if (shape_.single_row()) {
     const std::size_t blocks = half / kBlock;
-    double worst = 0;
-    std::int64_t carry = store_digits(out, count, 0, plane, blocks, 0, &worst);
-    carry = store_digits(out, count, half, plane + kBlock, blocks, carry, &worst);
-    check(worst);
-    return carry;
+    rounding_error_ = 0;
+    const std::int64_t carry = store_digits(out, count, 0, plane, blocks, 0, &rounding_error_);
+    const std::int64_t above =
+        store_digits(out, count, half, plane + kBlock, blocks, carry, &rounding_error_);
+    check_rounding();
+    return above;
   }
   split(shape_.strips(), [&](std::size_t first, std::size_t last, Slot& slot) {
     std::fill_n(slot.carries, 2 * shape_.rows(), 0);
@@ -209,9 +210,13 @@ std::int64_t Transform::store(Word* out, std::size_t count, double* plane) {
       store_strip(out, count, plane, i * shape_.width, slot);
     }
   });
+  rounding_error_ = 0;
+  for (unsigned i = 0; i < slots_; ++i) {
+    rounding_error_ = std::max(rounding_error_, slot_[i].worst);
+  }
+  check_rounding();
   std::int64_t above = 0;
   for (unsigned i = 0; i < slots_; ++i) {
-    check(slot_[i].worst);
     const std::size_t end = shape_.strips() * (i + 1) / slots_ * shape_.width;
     for (std::size_t row = 0; row < shape_.rows(); ++row) {
       const std::size_t at = ((row << shape_.log_cols) + end) / kWordBits * plan_.bits;
@@ -260,8 +265,8 @@ std::int64_t Transform::store_digits(Word* out, std::size_t count, std::uint64_t
   return 0;
 }
 
-void Transform::check(double worst) const {
-  if (worst < kWorstError) return;
+void Transform::check_rounding() const {
+  if (rounding_error_ < kWorstError) return;
   throw AlgorithmFailedException("fft::Transform::store()",
                                  "A rounding error of the transform is too large.");
 }

@@ -76,6 +76,8 @@ class Transform {
   /// what is above them is returned, as a multiple of 2^(32 count), where they are all the words
   /// that the digits hold. Throws AlgorithmFailedException when a number is far from an integer.
   std::int64_t store(Word* out, std::size_t count, double* plane);
+  /// The largest distance of a number from its integer in the last `store`.
+  double rounding_error() const { return rounding_error_; }
 
  private:
   /// Buffers of one task.
@@ -97,7 +99,7 @@ class Transform {
   RowTop top(std::size_t row, const Slot& slot) const {
     return row_top(kernels_, shape_, row, slot.top);
   }
-  void check(double worst) const;
+  void check_rounding() const;
   /// Runs body(first, last, slot) over one range of [0, count) for each slot.
   template <typename Body>
   void split(std::size_t count, const Body& body);
@@ -110,6 +112,7 @@ class Transform {
   const Tree* tree_;     ///< of the whole or of a row
   const Tree* columns_;  ///< null for a single row
   double scale_;         ///< 1 / length
+  double rounding_error_ = 0;
   Slot slot_[kMaxSlots];
 };
 
