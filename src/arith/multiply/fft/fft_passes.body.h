@@ -125,7 +125,7 @@ inline void dft(Points<V> (&a)[R]) {
 /// One node: R parts of h blocks. With a twist, all R points that meet are multiplied by the same
 /// factor, after (inverse: before) the step.
 template <bool kForward, unsigned R, bool kTwist = false>
-inline void step_node(double* x, std::size_t h, const double* twiddles,
+[[gnu::always_inline]] inline void step_node(double* x, std::size_t h, const double* twiddles,
                       const double* twist = nullptr) {
   using P = Points<V>;
   P w[R];
@@ -155,7 +155,7 @@ inline void step_node(double* x, std::size_t h, const double* twiddles,
 }
 
 template <bool kForward, unsigned R>
-void step(double* x, std::size_t h, std::size_t nodes, const double* twiddles) {
+[[gnu::noinline]] void step(double* x, std::size_t h, std::size_t nodes, const double* twiddles) {
   for (; nodes > 0; --nodes, x += R * h * kBlockDoubles, twiddles += 2 * (R - 1)) {
     step_node<kForward, R>(x, h, twiddles);
   }
