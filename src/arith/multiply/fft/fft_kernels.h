@@ -74,6 +74,11 @@ struct Kernels {
   /// Transforms of `blocks` blocks; inverse without the division by the length.
   void (*forward)(double* x, std::size_t blocks, const Tree* tree);
   void (*inverse)(double* x, std::size_t blocks, const Tree* tree);
+  /// Columns of `rows` rows, `blocks` blocks side by side; rows are `stride` doubles apart.
+  void (*forward_columns)(double* x, std::size_t blocks, std::size_t stride, std::size_t rows,
+                          const Tree* tree);
+  void (*inverse_columns)(double* x, std::size_t blocks, std::size_t stride, std::size_t rows,
+                          const Tree* tree);
   /// The top of a row; the rest is `tree` from level 2 on.
   void (*forward_row)(double* x, std::size_t blocks, const RowTop* top, const Tree* tree);
   void (*inverse_row)(double* x, std::size_t blocks, const RowTop* top, const Tree* tree);

@@ -141,7 +141,16 @@ inline void pairs(const double* x, V scale, std::int64_t* pair, std::int64_t* hi
 
 }  // namespace
 
-constinit const Kernels kKernelsAvx512 = {
-    8, 8, &load, &forward, &inverse, &forward_row, &inverse_row, &multiply, {NF_STORES}};
+constinit const Kernels kKernelsAvx512 = {8,
+                                          8,
+                                          &load,
+                                          &forward,
+                                          &inverse,
+                                          &forward_columns,
+                                          &inverse_columns,
+                                          &forward_row,
+                                          &inverse_row,
+                                          &multiply,
+                                          {NF_STORES}};
 
 }  // namespace nmp::fft

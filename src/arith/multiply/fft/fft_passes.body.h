@@ -122,16 +122,17 @@ inline void dft(Points<V> (&a)[R]) {
   }
 }
 
-/// One node: R parts of h blocks. With a twist, all R points that meet are multiplied by the same
-/// factor, after (inverse: before) the step.
+/// One node: R parts of h blocks, `stride` doubles apart. With a twist, all R points that meet are
+/// multiplied by the same factor, after (inverse: before) the step.
 template <bool kForward, unsigned R, bool kTwist = false>
-[[gnu::always_inline]] inline void step_node(double* x, std::size_t h, const double* twiddles,
-                      const double* twist = nullptr) {
+[[gnu::always_inline]] inline void step_node(double* x, std::size_t h, std::size_t stride,
+                                             const double* twiddles,
+                                             const double* twist = nullptr) {
   using P = Points<V>;
   P w[R];
   for (unsigned p = 1; p < R; ++p) w[p] = P::all(twiddles + 2 * (p - 1));
   double* part[R];
-  for (unsigned p = 0; p < R; ++p) part[p] = x + p * h * kBlockDoubles;
+  for (unsigned p = 0; p < R; ++p) part[p] = x + p * stride;
   for (std::size_t j = 0; j < h * kBlockDoubles; j += kBlockDoubles) {
     for (std::size_t lane = 0; lane < kBlock; lane += V::kLanes) {
       const std::size_t i = j + lane;
@@ -157,7 +158,7 @@ template <bool kForward, unsigned R, bool kTwist = false>
 template <bool kForward, unsigned R>
 [[gnu::noinline]] void step(double* x, std::size_t h, std::size_t nodes, const double* twiddles) {
   for (; nodes > 0; --nodes, x += R * h * kBlockDoubles, twiddles += 2 * (R - 1)) {
-    step_node<kForward, R>(x, h, twiddles);
+    step_node<kForward, R>(x, h, h * kBlockDoubles, twiddles);
   }
 }
 
@@ -200,7 +201,7 @@ void forward_node(double* x, std::size_t blocks, const Tree* t, unsigned level, 
     nodes *= t->level[level].radix;
     node *= t->level[level].radix;
   }
-  if (t->leaves) forward_leaves(x, all, t->leaves + at * kBlockDoubles);
+  forward_leaves(x, all, t->leaves + at * kBlockDoubles);
 }
 
 void inverse_node(double* x, std::size_t blocks, const Tree* t, unsigned level, std::size_t node) {
@@ -212,7 +213,7 @@ void inverse_node(double* x, std::size_t blocks, const Tree* t, unsigned level, 
     run_level<false>(x, blocks, t->level[level], node, 1);
     return;
   }
-  if (t->leaves) inverse_leaves(x, blocks, t->leaves + node * blocks * kBlockDoubles);
+  inverse_leaves(x, blocks, t->leaves + node * blocks * kBlockDoubles);
   std::size_t nodes = 1, first = node, size = blocks;
   for (unsigned i = level; i < t->levels; ++i) {
     nodes *= t->level[i].radix;
@@ -237,10 +238,11 @@ void inverse(double* x, std::size_t blocks, const Tree* tree) {
 
 void forward_row(double* x, std::size_t blocks, const RowTop* top, const Tree* tree) {
   const std::size_t quarter = blocks / 4, node = blocks / 16;
-  step_node<true, 4>(x, quarter, top->twiddles);
+  step_node<true, 4>(x, quarter, quarter * kBlockDoubles, top->twiddles);
   for (std::size_t q = 0; q < 4; ++q) {
     double* const y = x + q * quarter * kBlockDoubles;
-    step_node<true, 4, true>(y, node, top->twiddles + 6 * (q + 1), top->twist);
+    step_node<true, 4, true>(y, node, node * kBlockDoubles, top->twiddles + 6 * (q + 1),
+                             top->twist);
     for (std::size_t i = 0; i < 4; ++i) {
       forward_node(y + i * node * kBlockDoubles, node, tree, 2, 4 * q + i);
     }
@@ -254,9 +256,57 @@ void inverse_row(double* x, std::size_t blocks, const RowTop* top, const Tree* t
     for (std::size_t i = 0; i < 4; ++i) {
       inverse_node(y + i * node * kBlockDoubles, node, tree, 2, 4 * q + i);
     }
-    step_node<false, 4, true>(y, node, top->twiddles + 6 * (q + 1), top->twist);
+    step_node<false, 4, true>(y, node, node * kBlockDoubles, top->twiddles + 6 * (q + 1),
+                              top->twist);
   }
-  step_node<false, 4>(x, quarter, top->twiddles);
+  step_node<false, 4>(x, quarter, quarter * kBlockDoubles, top->twiddles);
+}
+
+/// One step of columns: nodes of R times `rows` rows.
+template <bool kForward, unsigned R>
+[[gnu::noinline]] void column_step(double* x, std::size_t blocks, std::size_t stride,
+                                   std::size_t rows, std::size_t nodes, const double* twiddles) {
+  for (; nodes > 0; --nodes, x += R * rows * stride, twiddles += 2 * (R - 1)) {
+    for (std::size_t row = 0; row < rows; ++row) {
+      step_node<kForward, R>(x + row * stride, blocks, rows * stride, twiddles);
+    }
+  }
+}
+
+template <bool kForward>
+void run_column_level(double* x, std::size_t blocks, std::size_t stride, const Level& level,
+                      std::size_t rows, std::size_t nodes) {
+  switch (level.radix) {
+    case 2:
+      return column_step<kForward, 2>(x, blocks, stride, rows, nodes, level.twiddles);
+    case 3:
+      return column_step<kForward, 3>(x, blocks, stride, rows, nodes, level.twiddles);
+    case 4:
+      return column_step<kForward, 4>(x, blocks, stride, rows, nodes, level.twiddles);
+    case 5:
+      return column_step<kForward, 5>(x, blocks, stride, rows, nodes, level.twiddles);
+    default:
+      return column_step<kForward, 8>(x, blocks, stride, rows, nodes, level.twiddles);
+  }
+}
+
+void forward_columns(double* x, std::size_t blocks, std::size_t stride, std::size_t rows,
+                     const Tree* t) {
+  std::size_t nodes = 1;
+  for (unsigned i = 0; i < t->levels; nodes *= t->level[i++].radix) {
+    rows /= t->level[i].radix;
+    run_column_level<true>(x, blocks, stride, t->level[i], rows, nodes);
+  }
+}
+
+void inverse_columns(double* x, std::size_t blocks, std::size_t stride, std::size_t rows,
+                     const Tree* t) {
+  std::size_t nodes = rows;
+  rows = 1;
+  for (unsigned i = t->levels; i-- > 0; rows *= t->level[i].radix) {
+    nodes /= t->level[i].radix;
+    run_column_level<false>(x, blocks, stride, t->level[i], rows, nodes);
+  }
 }
 
 /// Sums of `kCount` products; 0 for a number known only at run time.

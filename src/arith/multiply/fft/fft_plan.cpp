@@ -21,8 +21,8 @@ constexpr unsigned count_lengths() {
 }
 constexpr unsigned kLengths = count_lengths();
 
-/// Points of a strip that fit the second-level cache next to its digits.
-constexpr std::size_t kStripPoints = std::size_t{1} << 13;
+/// Points of a strip, for the first-level cache where rows are few.
+constexpr std::size_t kStripPoints = std::size_t{1} << 11;
 constexpr std::size_t kMinWidth = 32, kMaxWidth = 64;
 constexpr std::size_t kRowPadding = kBlockDoubles;
 

@@ -63,7 +63,6 @@ void Transform::take(Carver& memory, const Shape& shape, unsigned slots, Slot* s
   for (unsigned i = 0; i < slots; ++i) {
     Slot s = {};
     s.top = memory.take<double>(row_top_doubles(shape.log_cols));
-    s.strip = memory.take<double>(shape.rows() * shape.width * 2);
     s.carries = memory.take<std::int64_t>(shape.rows() * 2);
     if (slot) slot[i] = s;
   }
@@ -114,7 +113,7 @@ double Transform::load(double* plane, const Word* words, std::size_t count) {
   split(shape_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
     double sum = 0;
     for (std::size_t i = first; i < last; ++i) {
-      load_strip(plane, words, count, i * shape_.width, slot.strip, &sum);
+      load_strip(plane, words, count, i * shape_.width, &sum);
     }
     sums[&slot - slot_] = sum;
   });
@@ -124,20 +123,17 @@ double Transform::load(double* plane, const Word* words, std::size_t count) {
 }
 
 void Transform::load_strip(double* plane, const Word* words, std::size_t count, std::size_t column,
-                           double* strip, double* sum) const {
-  const std::size_t rows = shape_.rows(), width = shape_.width, blocks = width / kBlock;
+                           double* sum) const {
+  const std::size_t rows = shape_.rows(), blocks = shape_.width / kBlock;
   const std::size_t half = static_cast<std::size_t>(shape_.points);
+  double* const strip = plane + 2 * column;
   for (std::size_t row = 0; row < rows; ++row) {
     const std::size_t digit = (row << shape_.log_cols) + column;
-    double* const x = strip + row * width * 2;
+    double* const x = strip + row * shape_.stride;
     *sum += kernels_.load(x, blocks, words, count, digit, plan_.bits);
     *sum += kernels_.load(x + kBlock, blocks, words, count, half + digit, plan_.bits);
   }
-  kernels_.forward(strip, rows * blocks, columns_);
-  for (std::size_t row = 0; row < rows; ++row) {
-    std::memcpy(plane + row * shape_.stride + column * 2, strip + row * width * 2,
-                width * 2 * sizeof(double));
-  }
+  kernels_.forward_columns(strip, blocks, shape_.stride, rows, columns_);
 }
 
 void Transform::subtract_one(double* plane) const {
@@ -228,18 +224,14 @@ std::int64_t Transform::store(Word* out, std::size_t count, double* plane) {
 }
 
 void Transform::store_strip(Word* out, std::size_t count, double* plane, std::size_t column,
-                            Slot& slot) {
-  const std::size_t rows = shape_.rows(), width = shape_.width, blocks = width / kBlock;
+                            Slot& slot) const {
+  const std::size_t rows = shape_.rows(), blocks = shape_.width / kBlock;
   const std::size_t half = static_cast<std::size_t>(shape_.points);
-  double* const strip = slot.strip;
-  for (std::size_t row = 0; row < rows; ++row) {
-    std::memcpy(strip + row * width * 2, plane + row * shape_.stride + column * 2,
-                width * 2 * sizeof(double));
-  }
-  kernels_.inverse(strip, rows * blocks, columns_);
+  double* const strip = plane + 2 * column;
+  kernels_.inverse_columns(strip, blocks, shape_.stride, rows, columns_);
   for (std::size_t row = 0; row < rows; ++row) {
     const std::size_t digit = (row << shape_.log_cols) + column;
-    const double* const x = strip + row * width * 2;
+    const double* const x = strip + row * shape_.stride;
     std::int64_t* const carry = slot.carries + 2 * row;
     carry[0] = store_digits(out, count, digit, x, blocks, carry[0], &slot.worst);
     carry[1] = store_digits(out, count, half + digit, x + kBlock, blocks, carry[1], &slot.worst);

@@ -83,14 +83,14 @@ class Transform {
   /// Buffers of one task.
   struct Slot {
     double* top;            ///< of one row
-    double* strip;          ///< rows() * width points
     std::int64_t* carries;  ///< two for each row
     double worst;           ///< rounding error
   };
   static void take(Carver& memory, const Shape& shape, unsigned slots, Slot* slot);
   void load_strip(double* plane, const Word* words, std::size_t count, std::size_t column,
-                  double* strip, double* sum) const;
-  void store_strip(Word* out, std::size_t count, double* plane, std::size_t column, Slot& slot);
+                  double* sum) const;
+  void store_strip(Word* out, std::size_t count, double* plane, std::size_t column,
+                   Slot& slot) const;
   /// Digits [digit, digit + 8 blocks) of the result, as far as out[0, count) reaches.
   std::int64_t store_digits(Word* out, std::size_t count, std::uint64_t digit, const double* x,
                             std::size_t blocks, std::int64_t carry, double* worst) const;
