@@ -123,8 +123,9 @@ inline void dft(Points<V> (&a)[R]) {
 }
 
 /// One node: R parts of h blocks, `stride` doubles apart. With a twist, all R points that meet are
-/// multiplied by the same factor, after (inverse: before) the step.
-template <bool kForward, unsigned R, bool kTwist = false>
+/// multiplied by the same factor, after (inverse: before) the step. With `kAhead` the h blocks to
+/// the right are fetched.
+template <bool kForward, unsigned R, bool kTwist = false, bool kAhead = false>
 [[gnu::always_inline]] inline void step_node(double* x, std::size_t h, std::size_t stride,
                                              const double* twiddles,
                                              const double* twist = nullptr) {
@@ -134,6 +135,12 @@ template <bool kForward, unsigned R, bool kTwist = false>
   double* part[R];
   for (unsigned p = 0; p < R; ++p) part[p] = x + p * stride;
   for (std::size_t j = 0; j < h * kBlockDoubles; j += kBlockDoubles) {
+    if constexpr (kAhead) {
+      for (unsigned p = 0; p < R; ++p) {
+        __builtin_prefetch(part[p] + j + h * kBlockDoubles, 1);
+        __builtin_prefetch(part[p] + j + h * kBlockDoubles + kBlock, 1);
+      }
+    }
     for (std::size_t lane = 0; lane < kBlock; lane += V::kLanes) {
       const std::size_t i = j + lane;
       P a[R];
@@ -262,13 +269,20 @@ void inverse_row(double* x, std::size_t blocks, const RowTop* top, const Tree* t
   step_node<false, 4>(x, quarter, quarter * kBlockDoubles, top->twiddles);
 }
 
-/// One step of columns: nodes of R times `rows` rows.
+/// One step of columns: nodes of R times `rows` rows. The last step of a strip fetches the next
+/// one.
 template <bool kForward, unsigned R>
 [[gnu::noinline]] void column_step(double* x, std::size_t blocks, std::size_t stride,
                                    std::size_t rows, std::size_t nodes, const double* twiddles) {
+  const std::size_t nodes_in_all = nodes;
   for (; nodes > 0; --nodes, x += R * rows * stride, twiddles += 2 * (R - 1)) {
     for (std::size_t row = 0; row < rows; ++row) {
-      step_node<kForward, R>(x + row * stride, blocks, rows * stride, twiddles);
+      double* const y = x + row * stride;
+      if (kForward ? rows == 1 : nodes_in_all == 1) {
+        step_node<kForward, R, false, true>(y, blocks, rows * stride, twiddles);
+      } else {
+        step_node<kForward, R>(y, blocks, rows * stride, twiddles);
+      }
     }
   }
 }
