@@ -4,39 +4,47 @@
 /// Bytes around the start of a group of 8 digits that load_groups may read.
 constexpr std::size_t kReadBefore = 1, kReadAfter = 28;
 
-double load(double* x, std::size_t blocks, const Word* words, std::size_t count, std::size_t first,
-            unsigned bits) {
-  const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(words);
-  const std::size_t total = count * sizeof(Word), start = first / kBlock * bits;
-  // Groups [inside, end) can be read where they stand; the others from a copy with zeros around.
-  // The group after the last word may still have the bit below its first digit.
-  const std::size_t inside = start == 0 ? 1 : 0;
-  const std::size_t reach =
-      total < start + kReadAfter ? 0 : (total - start - kReadAfter) / bits + 1;
-  const std::size_t end = reach < blocks ? reach : blocks;
-  const std::size_t used = total < start ? 0 : (total - start) / bits + 1;
-  double sum = 0;
-  std::size_t i = 0;
-  const auto edge = [&] {
+void clear_groups(double* x, std::size_t blocks) {
+  for (; blocks > 0; --blocks, x += kBlockDoubles) {
+    for (std::size_t k = 0; k < kBlock; k += V::kLanes) V::all(0).store(x + k);
+  }
+}
+
+/// Groups at the ends of the words, from a copy with zeros around.
+void load_edge(double* x, std::size_t blocks, const unsigned char* bytes, std::size_t total,
+               std::size_t start, unsigned bits, double* squares) {
+  for (; blocks > 0; --blocks, x += kBlockDoubles, start += bits) {
+    // The group after the last word may still have the bit below its first digit.
+    if (start > total) return clear_groups(x, blocks);
     unsigned char copy[kReadBefore + kReadAfter] = {};
-    const std::size_t at = start + i * bits;
-    for (std::size_t k = 0; k < kReadBefore + kReadAfter; ++k) {
-      if (at + k >= kReadBefore && at + k - kReadBefore < total)
-        copy[k] = bytes[at + k - kReadBefore];
-    }
-    load_groups(x + i * kBlockDoubles, 1, copy + kReadBefore, bits, &sum);
-    ++i;
-  };
-  if (inside > 0 && i < blocks) edge();
-  if (i < end) {
-    load_groups(x + i * kBlockDoubles, end - i, bytes + start + i * bits, bits, &sum);
-    i = end;
+    const std::size_t skip = start == 0 ? kReadBefore : 0;
+    const std::size_t from = start + skip - kReadBefore;
+    const std::size_t room = sizeof copy - skip, left = total - from;
+    __builtin_memcpy(copy + skip, bytes + from, left < room ? left : room);
+    load_groups(x, 1, copy + kReadBefore, bits, squares);
   }
-  while (i < blocks && i < used) edge();
-  for (; i < blocks; ++i) {
-    for (std::size_t k = 0; k < kBlock; k += V::kLanes) V::all(0).store(x + i * kBlockDoubles + k);
+}
+
+void load(double* x, std::size_t blocks, const Word* words, std::size_t count, std::size_t first,
+          unsigned bits, double* squares) {
+  const unsigned char* const bytes = reinterpret_cast<const unsigned char*>(words);
+  const std::size_t total = count * sizeof(Word);
+  std::size_t start = first / kBlock * bits;
+  if (start == 0) {
+    load_edge(x, 1, bytes, total, start, bits, squares);
+    x += kBlockDoubles;
+    start += bits;
+    --blocks;
   }
-  return sum;
+  if (total >= start + kReadAfter) {
+    std::size_t inside = blocks;
+    if (total - start - kReadAfter < blocks * bits) inside = (total - start - kReadAfter) / bits;
+    load_groups(x, inside, bytes + start, bits, squares);
+    x += inside * kBlockDoubles;
+    start += inside * bits;
+    blocks -= inside;
+  }
+  load_edge(x, blocks, bytes, total, start, bits, squares);
 }
 
 /// The running sum of `store`, cut at whole 64-bit words: all shifts are known when compiling.
@@ -63,7 +71,7 @@ std::int64_t store(unsigned char* out, const double* x, std::size_t blocks, std:
                    double scale, double* worst) {
   constexpr bool kWide = B >= kWideBits;
   const V factor = V::all(scale);
-  V most = V::all(0);
+  V most = V::load(worst);
   // With wide digits, what the second coefficient of a pair passes on to the next pair.
   std::int64_t over = 0;
   for (; blocks > 0; --blocks, x += kBlockDoubles) {
@@ -87,8 +95,7 @@ std::int64_t store(unsigned char* out, const double* x, std::size_t blocks, std:
       out += B % 8;
     }
   }
-  const double largest = most.largest();
-  if (largest > worst[0]) worst[0] = largest;
+  most.store(worst);
   return carry + over;
 }
 

@@ -68,9 +68,10 @@ struct Kernels {
   /// Digits first, first + 1, .. of words[0, count), 8 for each of `blocks` blocks, to the real (or
   /// imaginary) parts at x, x + 16, ..; zeros past the end. `first` is a multiple of 8. Digit j is
   /// bits [j b, (j + 1) b) as a signed number plus the bit below them: at most 2^(b - 1) in
-  /// magnitude. Returns the sum of their squares.
-  double (*load)(double* x, std::size_t blocks, const Word* words, std::size_t count,
-                 std::size_t first, unsigned bits);
+  /// magnitude. Adds their squares to `squares`, which is what these kBlock numbers stand for in
+  /// all.
+  void (*load)(double* x, std::size_t blocks, const Word* words, std::size_t count,
+               std::size_t first, unsigned bits, double* squares);
   /// Transforms of `blocks` blocks; inverse without the division by the length.
   void (*forward)(double* x, std::size_t blocks, const Tree* tree);
   void (*inverse)(double* x, std::size_t blocks, const Tree* tree);
@@ -87,8 +88,8 @@ struct Kernels {
   void (*multiply)(double* z, const PointTerm* terms, std::size_t count, std::size_t first,
                    std::size_t blocks);
   /// Rounds scale * x, as `load` reads them, to integers c_0, c_1, ..; writes the low 8 b bits of
-  /// each block of carry + sum c_j 2^(j b), and returns what is above. worst[0] is raised to the
-  /// largest distance of a rounded number from its integer. [b] is for digits of b bits.
+  /// each block of carry + sum c_j 2^(j b), and returns what is above. worst[0, kBlock) are raised
+  /// to the distances of the rounded numbers from their integers. [b] is for digits of b bits.
   std::int64_t (*store[kMaxBits + 1])(unsigned char* out, const double* x, std::size_t blocks,
                                       std::int64_t carry, double scale, double* worst);
 };

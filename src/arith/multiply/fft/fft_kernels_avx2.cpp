@@ -16,13 +16,6 @@ struct V {
   V operator+(V o) const { return {_mm256_add_pd(v, o.v)}; }
   V operator-(V o) const { return {_mm256_sub_pd(v, o.v)}; }
   V operator*(V o) const { return {_mm256_mul_pd(v, o.v)}; }
-  double largest() const {
-    double lane[kLanes];
-    _mm256_storeu_pd(lane, v);
-    for (unsigned i = 1; i < kLanes; ++i)
-      if (lane[0] < lane[i]) lane[0] = lane[i];
-    return lane[0];
-  }
 };
 inline V fused_add(V a, V b, V c) { return {_mm256_fmadd_pd(a.v, b.v, c.v)}; }
 inline V fused_subtract(V a, V b, V c) { return {_mm256_fmsub_pd(a.v, b.v, c.v)}; }
@@ -60,12 +53,11 @@ inline void put_digits(double* x, __m256i digits, Squares& sum) {
 }
 
 void load_groups(double* x, std::size_t groups, const unsigned char* bytes, unsigned bits,
-                 double* sum) {
-  Squares squares = {V::all(0), V::all(0)};
-  load_windows(x, groups, bytes, bits, squares);
-  double lane[V::kLanes];
-  (squares.low + squares.high).store(lane);
-  *sum += (lane[0] + lane[1]) + (lane[2] + lane[3]);
+                 double* squares) {
+  Squares sum = {V::load(squares), V::load(squares + 4)};
+  load_windows(x, groups, bytes, bits, sum);
+  sum.low.store(squares);
+  sum.high.store(squares + 4);
 }
 
 constexpr unsigned kPairOrder[4] = {0, 2, 1, 3};

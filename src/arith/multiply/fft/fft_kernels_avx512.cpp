@@ -20,13 +20,6 @@ struct V {
   V operator+(V o) const { return {_mm512_add_pd(v, o.v)}; }
   V operator-(V o) const { return {_mm512_sub_pd(v, o.v)}; }
   V operator*(V o) const { return {_mm512_mul_pd(v, o.v)}; }
-  double largest() const {
-    double lane[kLanes];
-    _mm512_storeu_pd(lane, v);
-    for (unsigned i = 1; i < kLanes; ++i)
-      if (lane[0] < lane[i]) lane[0] = lane[i];
-    return lane[0];
-  }
 };
 inline V fused_add(V a, V b, V c) { return {_mm512_fmadd_pd(a.v, b.v, c.v)}; }
 inline V fused_subtract(V a, V b, V c) { return {_mm512_fmsub_pd(a.v, b.v, c.v)}; }
@@ -104,12 +97,10 @@ inline void put_digits(double* x, __m256i digits, V& sum) {
 }
 
 void load_groups(double* x, std::size_t groups, const unsigned char* bytes, unsigned bits,
-                 double* sum) {
-  V squares = V::all(0);
-  load_windows(x, groups, bytes, bits, squares);
-  double lane[V::kLanes];
-  squares.store(lane);
-  for (const double s : lane) *sum += s;
+                 double* squares) {
+  V sum = V::load(squares);
+  load_windows(x, groups, bytes, bits, sum);
+  sum.store(squares);
 }
 
 constexpr unsigned kPairOrder[4] = {0, 1, 2, 3};

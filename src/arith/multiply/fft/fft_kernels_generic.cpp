@@ -21,7 +21,6 @@ struct V {
   V operator+(V o) const { return {v + o.v}; }
   V operator-(V o) const { return {v - o.v}; }
   V operator*(V o) const { return {v * o.v}; }
-  double largest() const { return v[0] < v[1] ? v[1] : v[0]; }
 };
 
 /// Four lanes, for the leaves.
@@ -71,8 +70,7 @@ inline void transpose(V4& a, V4& b, V4& c, V4& d) {
 #include "arith/multiply/fft/fft_leaf4.body.h"
 
 void load_groups(double* x, std::size_t groups, const unsigned char* bytes, unsigned bits,
-                 double* sum) {
-  double squares[2] = {};
+                 double* squares) {
   for (--bytes; groups > 0; --groups, bytes += bits, x += kBlockDoubles) {
     for (unsigned k = 0; k < kBlock; ++k) {
       const unsigned at = k * bits + 7;  // from the byte before the group
@@ -82,10 +80,9 @@ void load_groups(double* x, std::size_t groups, const unsigned char* bytes, unsi
       const std::int32_t digit =
           static_cast<std::int32_t>(window << (31 - bits - at % 8)) >> (32 - bits);
       x[k] = static_cast<double>(digit + static_cast<std::int32_t>(below));
-      squares[k % 2] += x[k] * x[k];
+      squares[k] += x[k] * x[k];
     }
   }
-  *sum += squares[0] + squares[1];
 }
 
 constexpr unsigned kPairOrder[4] = {0, 1, 2, 3};

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 #include "foundation/exceptions.h"
@@ -64,6 +65,7 @@ void Transform::take(Carver& memory, const Shape& shape, unsigned slots, Slot* s
     Slot s = {};
     s.top = memory.take<double>(row_top_doubles(shape.log_cols));
     s.carries = memory.take<std::int64_t>(shape.rows() * 2);
+    s.worst = memory.take<double>(kBlock);
     if (slot) slot[i] = s;
   }
 }
@@ -106,32 +108,32 @@ double Transform::load(double* plane, const Word* words, std::size_t count) {
   const std::size_t half = static_cast<std::size_t>(shape_.points);
   if (shape_.single_row()) {
     const std::size_t blocks = half / kBlock;
-    return kernels_.load(plane, blocks, words, count, 0, plan_.bits) +
-           kernels_.load(plane + kBlock, blocks, words, count, half, plan_.bits);
+    double squares[kBlock] = {};
+    kernels_.load(plane, blocks, words, count, 0, plan_.bits, squares);
+    kernels_.load(plane + kBlock, blocks, words, count, half, plan_.bits, squares);
+    return std::accumulate(squares, squares + kBlock, 0.0);
   }
   double sums[kMaxSlots] = {};
   split(shape_.strips(), [&](std::size_t first, std::size_t last, const Slot& slot) {
-    double sum = 0;
+    double squares[kBlock] = {};
     for (std::size_t i = first; i < last; ++i) {
-      load_strip(plane, words, count, i * shape_.width, &sum);
+      load_strip(plane, words, count, i * shape_.width, squares);
     }
-    sums[&slot - slot_] = sum;
+    sums[&slot - slot_] = std::accumulate(squares, squares + kBlock, 0.0);
   });
-  double sum = 0;
-  for (unsigned i = 0; i < slots_; ++i) sum += sums[i];
-  return sum;
+  return std::accumulate(sums, sums + slots_, 0.0);
 }
 
 void Transform::load_strip(double* plane, const Word* words, std::size_t count, std::size_t column,
-                           double* sum) const {
+                           double* squares) const {
   const std::size_t rows = shape_.rows(), blocks = shape_.width / kBlock;
   const std::size_t half = static_cast<std::size_t>(shape_.points);
   double* const strip = plane + 2 * column;
   for (std::size_t row = 0; row < rows; ++row) {
     const std::size_t digit = (row << shape_.log_cols) + column;
     double* const x = strip + row * shape_.stride;
-    *sum += kernels_.load(x, blocks, words, count, digit, plan_.bits);
-    *sum += kernels_.load(x + kBlock, blocks, words, count, half + digit, plan_.bits);
+    kernels_.load(x, blocks, words, count, digit, plan_.bits, squares);
+    kernels_.load(x + kBlock, blocks, words, count, half + digit, plan_.bits, squares);
   }
   kernels_.forward_columns(strip, blocks, shape_.stride, rows, columns_);
 }
@@ -192,25 +194,22 @@ std::int64_t Transform::store(Word* out, std::size_t count, double* plane) {
   const std::size_t half_words = half / kWordBits * plan_.bits;
   if (shape_.single_row()) {
     const std::size_t blocks = half / kBlock;
+    double worst[kBlock] = {};
+    const std::int64_t carry = store_digits(out, count, 0, plane, blocks, 0, worst);
+    const std::int64_t above = store_digits(out, count, half, plane + kBlock, blocks, carry, worst);
     rounding_error_ = 0;
-    const std::int64_t carry = store_digits(out, count, 0, plane, blocks, 0, &rounding_error_);
-    const std::int64_t above =
-        store_digits(out, count, half, plane + kBlock, blocks, carry, &rounding_error_);
-    check_rounding();
+    note_rounding(worst);
     return above;
   }
   split(shape_.strips(), [&](std::size_t first, std::size_t last, Slot& slot) {
     std::fill_n(slot.carries, 2 * shape_.rows(), 0);
-    slot.worst = 0;
+    std::fill_n(slot.worst, kBlock, 0);
     for (std::size_t i = first; i < last; ++i) {
       store_strip(out, count, plane, i * shape_.width, slot);
     }
   });
   rounding_error_ = 0;
-  for (unsigned i = 0; i < slots_; ++i) {
-    rounding_error_ = std::max(rounding_error_, slot_[i].worst);
-  }
-  check_rounding();
+  for (unsigned i = 0; i < slots_; ++i) note_rounding(slot_[i].worst);
   std::int64_t above = 0;
   for (unsigned i = 0; i < slots_; ++i) {
     const std::size_t end = shape_.strips() * (i + 1) / slots_ * shape_.width;
@@ -233,8 +232,8 @@ void Transform::store_strip(Word* out, std::size_t count, double* plane, std::si
     const std::size_t digit = (row << shape_.log_cols) + column;
     const double* const x = strip + row * shape_.stride;
     std::int64_t* const carry = slot.carries + 2 * row;
-    carry[0] = store_digits(out, count, digit, x, blocks, carry[0], &slot.worst);
-    carry[1] = store_digits(out, count, half + digit, x + kBlock, blocks, carry[1], &slot.worst);
+    carry[0] = store_digits(out, count, digit, x, blocks, carry[0], slot.worst);
+    carry[1] = store_digits(out, count, half + digit, x + kBlock, blocks, carry[1], slot.worst);
   }
 }
 
@@ -245,8 +244,9 @@ std::int64_t Transform::store_digits(Word* out, std::size_t count, std::uint64_t
   const auto put = kernels_.store[bits];
   const std::uint64_t start = digit / kBlock * bits, total = std::uint64_t{count} * sizeof(Word);
   if (start >= total) return 0;
-  const std::size_t whole =
-      static_cast<std::size_t>(std::min<std::uint64_t>(blocks, (total - start) / bits));
+  const std::size_t whole = total - start >= std::uint64_t{blocks} * bits
+                                ? blocks
+                                : static_cast<std::size_t>((total - start) / bits);
   unsigned char* const bytes = reinterpret_cast<unsigned char*>(out) + start;
   carry = put(bytes, x, whole, carry, scale_, worst);
   const std::size_t left = static_cast<std::size_t>(total - start) - whole * bits;
@@ -257,7 +257,8 @@ std::int64_t Transform::store_digits(Word* out, std::size_t count, std::uint64_t
   return 0;
 }
 
-void Transform::check_rounding() const {
+void Transform::note_rounding(const double* worst) {
+  rounding_error_ = std::max(rounding_error_, *std::max_element(worst, worst + kBlock));
   if (rounding_error_ < kWorstError) return;
   throw AlgorithmFailedException("fft::Transform::store()",
                                  "A rounding error of the transform is too large.");

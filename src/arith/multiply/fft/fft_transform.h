@@ -84,11 +84,11 @@ class Transform {
   struct Slot {
     double* top;            ///< of one row
     std::int64_t* carries;  ///< two for each row
-    double worst;           ///< rounding error
+    double* worst;          ///< rounding errors
   };
   static void take(Carver& memory, const Shape& shape, unsigned slots, Slot* slot);
   void load_strip(double* plane, const Word* words, std::size_t count, std::size_t column,
-                  double* sum) const;
+                  double* squares) const;
   void store_strip(Word* out, std::size_t count, double* plane, std::size_t column,
                    Slot& slot) const;
   /// Digits [digit, digit + 8 blocks) of the result, as far as out[0, count) reaches.
@@ -99,7 +99,7 @@ class Transform {
   RowTop top(std::size_t row, const Slot& slot) const {
     return row_top(kernels_, shape_, row, slot.top);
   }
-  void check_rounding() const;
+  void note_rounding(const double* worst);
   /// Runs body(first, last, slot) over one range of [0, count) for each slot.
   template <typename Body>
   void split(std::size_t count, const Body& body);
