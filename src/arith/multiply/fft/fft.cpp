@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "arith/multiply/fft/fft_roots.h"
 #include "arith/multiply/fft/fft_spectra.h"
 #include "arith/multiply/fft/fft_transform.h"
 #include "arith/multiply/ntt64/ntt64.h"
@@ -169,8 +168,10 @@ FloatingPointFft::FloatingPointFft(const KernelSet* set)
 const Kernels* FloatingPointFft::loops() const { return (set_ ? *set_ : kernels()).fft; }
 
 void FloatingPointFft::prepare() const {
-  if (!loops()) return ntt64().prepare();
-  fft::prepare_roots();
+  if (const Kernels* const inner = loops())
+    fft::prepare_tables(*inner);
+  else
+    ntt64().prepare();
 }
 
 std::size_t FloatingPointFft::scratch_bytes(std::size_t n, unsigned threads) const {

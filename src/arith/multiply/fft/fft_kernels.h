@@ -83,6 +83,9 @@ struct Kernels {
   /// The top of a row; the rest is `tree` from level 2 on.
   void (*forward_row)(double* x, std::size_t blocks, const RowTop* top, const Tree* tree);
   void (*inverse_row)(double* x, std::size_t blocks, const RowTop* top, const Tree* tree);
+  /// twist = fine[j] * coarse[i] for point 16 i + j, from 16 fine points in two blocks and `count`
+  /// coarse ones, real and imaginary part in turn.
+  void (*make_twist)(double* twist, const double* fine, const double* coarse, std::size_t count);
   /// z = the sum of +- a * b, point by point, in the blocks from double number `first` on; z may be
   /// any of the operands.
   void (*multiply)(double* z, const PointTerm* terms, std::size_t count, std::size_t first,

@@ -110,6 +110,7 @@ constinit const Kernels kKernelsAvx2 = {4,
                                         &inverse_columns,
                                         &forward_row,
                                         &inverse_row,
+                                        &make_twist,
                                         &multiply,
                                         {NF_STORES}};
 

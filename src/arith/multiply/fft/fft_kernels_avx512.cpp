@@ -141,6 +141,7 @@ constinit const Kernels kKernelsAvx512 = {8,
                                           &inverse_columns,
                                           &forward_row,
                                           &inverse_row,
+                                          &make_twist,
                                           &multiply,
                                           {NF_STORES}};
 

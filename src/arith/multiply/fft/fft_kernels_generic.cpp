@@ -133,6 +133,7 @@ constinit const Kernels kKernelsGeneric = {4,
                                            &inverse_columns,
                                            &forward_row,
                                            &inverse_row,
+                                           &make_twist,
                                            &multiply,
                                            {NF_STORES}};
 

@@ -269,6 +269,18 @@ void inverse_row(double* x, std::size_t blocks, const RowTop* top, const Tree* t
   step_node<false, 4>(x, quarter, quarter * kBlockDoubles, top->twiddles);
 }
 
+void make_twist(double* twist, const double* fine, const double* coarse, std::size_t count) {
+  using P = Points<V>;
+  for (; count > 0; --count, coarse += 2, twist += 2 * kBlockDoubles) {
+    const P factor = P::all(coarse);
+    for (std::size_t block = 0; block < 2 * kBlockDoubles; block += kBlockDoubles) {
+      for (std::size_t i = block; i < block + kBlock; i += V::kLanes) {
+        times(P::load(fine + i), factor).store(twist + i);
+      }
+    }
+  }
+}
+
 /// One step of columns: nodes of R times `rows` rows. The last step of a strip fetches the next
 /// one.
 template <bool kForward, unsigned R>

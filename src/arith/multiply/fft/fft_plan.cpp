@@ -21,6 +21,8 @@ constexpr unsigned count_lengths() {
 }
 constexpr unsigned kLengths = count_lengths();
 
+/// Planes that the second-level cache holds need no strips.
+constexpr std::uint64_t kCachedPoints = std::uint64_t{1} << 16;
 /// Points of a strip, for the first-level cache where rows are few.
 constexpr std::size_t kStripPoints = std::size_t{1} << 11;
 constexpr std::size_t kMinWidth = 32, kMaxWidth = 64;
@@ -65,7 +67,7 @@ double transform_factor(const Shape& shape, unsigned leaf, unsigned high) {
   } else {
     n = choose_radices(radices, shape.odd, shape.log_rows, 1, high, false);
     n += choose_radices(radices + n, 1, shape.log_cols, leaf, high, true);
-    sum += twiddle_factor();  // the twist
+    sum += 2 * twiddle_factor();  // the twist, itself a product
   }
   for (unsigned i = 0; i < n; ++i) sum += twiddle_factor() + dft_factor(radices[i]);
   return sum + 2 * (twiddle_factor() + dft_factor(leaf));
@@ -177,7 +179,9 @@ Shape::Shape(const Length& length)
   log_cols = std::min(length.log, log_points < 21 ? 12u : 14u);
   log_rows = length.log - log_cols;
   stride = (std::size_t{2} << log_cols) + kRowPadding;
-  width = std::clamp(std::bit_floor(kStripPoints / rows()), kMinWidth, kMaxWidth);
+  width = points <= kCachedPoints
+              ? cols()
+              : std::clamp(std::bit_floor(kStripPoints / rows()), kMinWidth, kMaxWidth);
 }
 
 unsigned length_count() { return kLengths; }

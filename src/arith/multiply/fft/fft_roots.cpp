@@ -92,8 +92,6 @@ std::uint64_t turn(std::uint64_t numerator, std::uint64_t denominator) {
 
 }  // namespace
 
-void prepare_roots() { (void)tables(); }
-
 Root root(std::uint64_t numerator, std::uint64_t denominator) {
   const Tables& t = tables();
   const std::uint64_t angle = turn(numerator, denominator);

@@ -14,7 +14,4 @@ struct Root {
 /// 2^-54 + 2^-59 of the true one.
 Root root(std::uint64_t numerator, std::uint64_t denominator);
 
-/// Builds the tables behind `root`; the first call does it too.
-void prepare_roots();
-
 }  // namespace nmp::fft

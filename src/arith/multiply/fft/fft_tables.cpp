@@ -125,10 +125,16 @@ std::mutex& building() {
 
 unsigned odd_number(unsigned odd) { return odd / 2 < 5 ? odd / 2 : 3; }  // 1 3 5 15 9: 0 1 2 3 4
 
-/// Up to this many points the tops of all rows are kept.
-constexpr std::uint64_t kMaxSharedTops = std::uint64_t{1} << 20;
+/// Up to this many points the roots for the tops of all rows are kept.
+constexpr std::uint64_t kMaxSharedTops = std::uint64_t{1} << 18;
 
-void fill_top(double* out, const Shape& shape, Angle angle) {
+/// Of one row's top: the twiddles, then 16 fine and cols / 256 coarse roots for the twist.
+constexpr std::size_t kFine = 32, kCoarse = kFine + 2 * kBlockDoubles;
+std::size_t top_roots(const Shape& shape) { return kCoarse + 2 * (shape.cols() / 256); }
+
+void fill_roots(double* out, const Shape& shape, Angle angle) {
+  double* coarse = out + kCoarse;
+  double* const fine = out + kFine;
   for (unsigned p = 1; p < 4; ++p) put(out, angle.twiddle(p, 4));
   for (unsigned q = 0; q < 4; ++q) {
     for (unsigned p = 1; p < 4; ++p) put(out, angle.child(q, 4).twiddle(p, 4));
@@ -137,12 +143,16 @@ void fill_top(double* out, const Shape& shape, Angle angle) {
   // e((angle - 1/4) j / cols), a turn added so that no angle is negative.
   const std::uint64_t denominator = angle.denominator << shape.log_cols;
   const std::uint64_t quarter = angle.denominator / 4;
-  for (std::size_t j = 0; j < shape.cols() / 16; ++j) {
-    const Root r = root(denominator + angle.numerator * j - quarter * j, denominator);
-    double* const block = out + j / kBlock * kBlockDoubles;
-    block[j % kBlock] = r.re;
-    block[kBlock + j % kBlock] = r.im;
+  const auto twist = [&](std::uint64_t j) {
+    return root(denominator + angle.numerator * j - quarter * j, denominator);
+  };
+  for (std::size_t j = 0; j < 16; ++j) {
+    const Root r = twist(j);
+    double* const block = fine + j / kBlock * kBlockDoubles + j % kBlock;
+    block[0] = r.re;
+    block[kBlock] = r.im;
   }
+  for (std::size_t i = 0; i < shape.cols() / 256; ++i) put(coarse, twist(16 * i));
 }
 
 /// The angle of a row: the node that the columns' steps lead to.
@@ -160,13 +170,19 @@ Angle row_angle(const Kernels& kernels, const Shape& shape, std::size_t row) {
 }
 
 std::unique_ptr<Storage> build_tops(const Kernels& kernels, const Shape& shape) {
-  auto storage =
-      std::make_unique<Storage>(allocate(shape.rows() * row_top_doubles(shape.log_cols)));
+  const std::size_t each = top_roots(shape);
+  auto storage = std::make_unique<Storage>(allocate(shape.rows() * each));
   for (std::size_t row = 0; row < shape.rows(); ++row) {
-    fill_top(storage->get() + row * row_top_doubles(shape.log_cols), shape,
-             row_angle(kernels, shape, row));
+    fill_roots(storage->get() + row * each, shape, row_angle(kernels, shape, row));
   }
   return storage;
+}
+
+const double* shared_tops(const Kernels& kernels, const Shape& shape) {
+  static Shared<Storage> all[2][5][kMaxLog + 1];
+  return all[kernels.leaf == 8][odd_number(shape.odd)][shape.log_rows + shape.log_cols]
+      .get(building(), [&] { return build_tops(kernels, shape); })
+      .get();
 }
 
 }  // namespace
@@ -179,16 +195,29 @@ const Tree& shared_tree(const Kernels& kernels, Use use, unsigned odd, unsigned 
 }
 
 RowTop row_top(const Kernels& kernels, const Shape& shape, std::size_t row, double* storage) {
-  static Shared<Storage> all[2][5][kMaxLog + 1];
+  const double* roots = storage;
   if (shape.points <= kMaxSharedTops) {
-    const Storage& tops =
-        all[kernels.leaf == 8][odd_number(shape.odd)][shape.log_rows + shape.log_cols].get(
-            building(), [&] { return build_tops(kernels, shape); });
-    storage = tops.get() + row * row_top_doubles(shape.log_cols);
+    roots = shared_tops(kernels, shape) + row * top_roots(shape);
   } else {
-    fill_top(storage, shape, row_angle(kernels, shape, row));
+    fill_roots(storage, shape, row_angle(kernels, shape, row));
   }
-  return {storage, storage + 32};
+  double* const twist = storage + top_roots(shape);
+  kernels.make_twist(twist, roots + kFine, roots + kCoarse, shape.cols() / 256);
+  return {roots, twist};
+}
+
+void prepare_tables(const Kernels& kernels) {
+  for (unsigned i = 0; i < length_count() && length_at(i).points <= kMaxSharedTops; ++i) {
+    const Length& length = length_at(i);
+    const Shape shape(length);
+    if (shape.single_row()) {
+      (void)shared_tree(kernels, Use::kWhole, length.odd, length.log);
+    } else {
+      (void)shared_tree(kernels, Use::kColumns, shape.odd, shape.log_rows);
+      (void)shared_tree(kernels, Use::kRow, 1, shape.log_cols);
+      (void)shared_tops(kernels, shape);
+    }
+  }
 }
 
 }  // namespace nmp::fft

@@ -13,7 +13,7 @@
 namespace nmp::fft {
 namespace {
 
-/// Points from which a product is worth several tasks.
+/// Points above which a product is worth several tasks.
 constexpr std::size_t kParallelPoints = std::size_t{1} << 16;
 /// The bound leaves a rounding error far below 1/2; more than this is a fault.
 constexpr double kWorstError = 0.125;
@@ -55,7 +55,7 @@ Footprint most_up_to(const Length& length) {
 }
 
 unsigned Transform::slots_for(const Shape& shape, unsigned threads) {
-  if (shape.single_row() || shape.points < kParallelPoints) return 1;
+  if (shape.single_row() || shape.points <= kParallelPoints) return 1;
   return std::clamp(threads, 1u, kMaxSlots);
 }
 
