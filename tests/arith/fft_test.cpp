@@ -150,12 +150,22 @@ TEST_F(Fft, UnlikelyDigitsAreDoneAgain) {
       if (likely.length == safe.length) continue;
       ++found;
       const Words a = extreme_digits(n, likely.bits, 0, rng_);
+      // Scratch for the shorter length alone: enough for digits by chance only.
+      const fft::Shape shape(*likely.length);
+      const std::size_t short_of =
+          fft::Transform::need(shape, 1) + carved_bytes<double>(shape.plane_doubles());
+      Words usual(n);
+      for (Word& word : usual) word = static_cast<Word>(rng_.u64());
       for (const KernelSet* set : usable_sets()) {
         const FloatingPointFft algorithm(set);
         const Words c = test::fenced_product(
             a, a, algorithm.scratch_bytes(2 * n, 1),
             [&](auto... operands) { algorithm.multiply(context, operands...); });
         test::expect_product_modulo_primes(c, a, a);
+        const auto square = [&](auto... operands) { algorithm.multiply(context, operands...); };
+        EXPECT_THROW(test::fenced_product(a, a, short_of, square), BufferTooSmallException);
+        test::expect_product_modulo_primes(test::fenced_product(usual, usual, short_of, square),
+                                           usual, usual);
       }
       break;
     }
@@ -200,6 +210,12 @@ TEST_F(Fft, PlansReachTheLargestSizeAndScratchNeverShrinks) {
     const SpectrumShape large{m, small.shorter + rng_.below(9), 2};
     EXPECT_LE(fft.spectrum_bytes(small), fft.spectrum_bytes(large)) << n << ' ' << m;
     EXPECT_LE(fft.spectra_bytes(small, 2), fft.spectra_bytes(large, 2)) << n << ' ' << m;
+    const fft::Plan plan = fft::plan_wrapped(m, large.shorter, 2);
+    const double digits = std::floor(32.0 * static_cast<double>(large.shorter) / plan.bits) + 1;
+    const double longer = 2 * static_cast<double>(plan.length->points);
+    EXPECT_LE(2 * std::sqrt(digits * longer) * std::ldexp(1, 2 * static_cast<int>(plan.bits) - 2),
+              plan.length->limit)
+        << m << ' ' << large.shorter;
   }
 }
 
