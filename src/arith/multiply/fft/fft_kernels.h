@@ -34,7 +34,7 @@ inline constexpr unsigned kWideBits = 18;
 
 /// One step of a tree: for each node c, c^2, .. c^(radix-1), real and imaginary part in turn.
 struct Level {
-  unsigned radix;  ///< 2, 3, 4, 5 or 8
+  unsigned radix;  ///< 2, 3, 4, 5, 7 or 8
   const double* twiddles;
 };
 

@@ -105,6 +105,36 @@ inline void dft5(Points<V> (&a)[5]) {
   a[3] = kForward ? m2.minus_i(n2) : m2.plus_i(n2);
 }
 
+template <bool kForward, class V>
+inline void dft7(Points<V> (&a)[7]) {
+  using P = Points<V>;
+  // Cosines and sines of 1, 2, 3 sevenths of a turn; the second and third cosine negated.
+  const V c1 = V::all(0.62348980185873353053), c2 = V::all(0.22252093395631440429);
+  const V c3 = V::all(0.90096886790241912624), s1 = V::all(0.78183148246802980871);
+  const V s2 = V::all(0.97492791218182360702), s3 = V::all(0.43388373911755812048);
+  const P t1 = a[1] + a[6], d1 = a[1] - a[6], t2 = a[2] + a[5], d2 = a[2] - a[5];
+  const P t3 = a[3] + a[4], d3 = a[3] - a[4];
+  const auto cosines = [&](V a0, V x, V y, V z) {  // a0 + c1 x - c2 y - c3 z
+    return negated_fused_add(z, c3, negated_fused_add(y, c2, fused_add(x, c1, a0)));
+  };
+  const auto put = [&](P& plus, P& minus, P x, P y, P z, V re, V im) {
+    const P m = {cosines(a[0].re, x.re, y.re, z.re), cosines(a[0].im, x.im, y.im, z.im)};
+    plus = kForward ? m.plus_i({re, im}) : m.minus_i({re, im});
+    minus = kForward ? m.minus_i({re, im}) : m.plus_i({re, im});
+  };
+  const auto sines1 = [&](V x, V y, V z) { return fused_add(z, s3, fused_add(y, s2, x * s1)); };
+  const auto sines2 = [&](V x, V y, V z) {
+    return negated_fused_add(z, s1, fused_subtract(x, s2, y * s3));
+  };
+  const auto sines3 = [&](V x, V y, V z) {
+    return fused_add(z, s2, fused_subtract(x, s3, y * s1));
+  };
+  put(a[1], a[6], t1, t2, t3, sines1(d1.re, d2.re, d3.re), sines1(d1.im, d2.im, d3.im));
+  put(a[2], a[5], t3, t1, t2, sines2(d1.re, d2.re, d3.re), sines2(d1.im, d2.im, d3.im));
+  put(a[3], a[4], t2, t3, t1, sines3(d1.re, d2.re, d3.re), sines3(d1.im, d2.im, d3.im));
+  a[0] = a[0] + (t1 + t2 + t3);
+}
+
 template <bool kForward, class V, unsigned R>
 inline void dft(Points<V> (&a)[R]) {
   if constexpr (R == 2) {
@@ -117,6 +147,8 @@ inline void dft(Points<V> (&a)[R]) {
     dft4<kForward>(a[0], a[1], a[2], a[3]);
   } else if constexpr (R == 5) {
     dft5<kForward>(a);
+  } else if constexpr (R == 7) {
+    dft7<kForward>(a);
   } else {
     dft8<kForward>(a);
   }
@@ -184,6 +216,8 @@ inline void run_level(double* x, std::size_t blocks, const Level& level, std::si
       return step<kForward, 4>(x, h, nodes, twiddles);
     case 5:
       return step<kForward, 5>(x, h, nodes, twiddles);
+    case 7:
+      return step<kForward, 7>(x, h, nodes, twiddles);
     default:
       return step<kForward, 8>(x, h, nodes, twiddles);
   }
@@ -311,6 +345,8 @@ void run_column_level(double* x, std::size_t blocks, std::size_t stride, const L
       return column_step<kForward, 4>(x, blocks, stride, rows, nodes, level.twiddles);
     case 5:
       return column_step<kForward, 5>(x, blocks, stride, rows, nodes, level.twiddles);
+    case 7:
+      return column_step<kForward, 7>(x, blocks, stride, rows, nodes, level.twiddles);
     default:
       return column_step<kForward, 8>(x, blocks, stride, rows, nodes, level.twiddles);
   }

@@ -18,7 +18,7 @@
 
 namespace nmp::fft {
 
-/// One length of transforms, odd * 2^log points, odd one of 1, 3, 5, 9, 15.
+/// One length of transforms, odd * 2^log points, odd one of 1, 3, 5, 7, 9.
 struct Length {
   std::uint64_t points;
   unsigned odd, log;

@@ -123,7 +123,7 @@ std::mutex& building() {
   return mutex;
 }
 
-unsigned odd_number(unsigned odd) { return odd / 2 < 5 ? odd / 2 : 3; }  // 1 3 5 15 9: 0 1 2 3 4
+unsigned odd_number(unsigned odd) { return odd / 2; }
 
 /// Up to this many points the roots for the tops of all rows are kept.
 constexpr std::uint64_t kMaxSharedTops = std::uint64_t{1} << 18;
