@@ -5,10 +5,10 @@
 namespace numforge {
 namespace {
 
-// The lines of the floating-point FFT and of the vector transform join the list with those
-// algorithms.
+// The line of the vector transform joins the list with that algorithm.
 constexpr nmp::TuningLine kTuning[] = {
     {"BKT", 6400},
+    {"FFT", 14680064},
     {"HNT", std::uint64_t{1} << 38},
     {"N64", std::uint64_t{0x38000000} << 32},
 };

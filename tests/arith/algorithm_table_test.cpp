@@ -88,13 +88,18 @@ TEST(AlgorithmTable, LoadsAListAndReportsWhatItSkips) {
                               {"XYZ", 7000},
                               {"FFT", 14680064},
                               {"HNT", std::uint64_t{1} << 38},
+                              {"VST", std::uint64_t{76800} << 32},
                               {"N64", 0x3800000000000000u}};  // the most it takes
   EXPECT_EQ(test::on_console("", [&] { table.load(list); }),
             "Skipping unknown algorithm: XYZ\n"
-            "Warning: AlgorithmTableB does not support: \"FFT\"\n");
+            "Warning: AlgorithmTableB does not support: \"VST\"\n");
   const std::uint64_t last = std::uint64_t{1} << 33;
-  for (const auto& [words, id] :
-       {std::pair{std::uint64_t{200}, "BKT"}, {201, "HNT"}, {last, "HNT"}, {last + 1, "N64"}})
+  for (const auto& [words, id] : {std::pair{std::uint64_t{200}, "BKT"},
+                                  {201, "FFT"},
+                                  {458752, "FFT"},
+                                  {458753, "HNT"},
+                                  {last, "HNT"},
+                                  {last + 1, "N64"}})
     EXPECT_STREQ(table.get_algorithm(words).id, id);
 }
 

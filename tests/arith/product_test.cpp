@@ -6,6 +6,7 @@
 
 #include "arith/multiply/algorithm.h"
 #include "arith/multiply/basecase/word_multiply.h"
+#include "arith/multiply/fft/fft.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
 #include "arith/multiply/ntt32/ntt32.h"
@@ -97,6 +98,7 @@ const std::vector<Method>& methods() {
           list.push_back(method(std::string(algorithm->id) + ' ' + set.name, *algorithm, threads));
         instances.push_back(std::move(algorithm));
       };
+      add(std::make_unique<FloatingPointFft>(&set));
       add(std::make_unique<HybridNtt>(&set));
       add(std::make_unique<Ntt32>(&set));
     }

@@ -112,7 +112,9 @@ TEST(Job, NeedsTheMemoryThatItStates) {
     const double needed = bytes_after(run.output, "Memory Needed"),
                  used = bytes_after(run.output, "Peak Memory Used");
     ASSERT_GT(needed, 0) << run.output;
-    EXPECT_NEAR(used / needed, 1, 0.05) << job;
+    EXPECT_LE(used / needed, 1.05) << job;
+    // Less where no product comes near the longest that the FFT takes, which wants the most scratch.
+    EXPECT_GE(used / needed, 0.85) << job;
     EXPECT_LT(used, 200e6);
     if (job.ends_with("-reduced")) {
       EXPECT_LT(used, 0.85 * usual) << job;

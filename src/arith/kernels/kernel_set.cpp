@@ -1,7 +1,9 @@
 #include "arith/kernels/kernel_set.h"
 
+#include <cfloat>
 #include <string>
 
+#include "arith/multiply/fft/fft_kernels.h"
 #include "arith/multiply/hybrid/hybrid_kernels.h"
 #include "arith/multiply/ntt32/ntt32_kernels.h"
 #include "foundation/exceptions.h"
@@ -12,10 +14,13 @@ namespace nmp {
 namespace {
 
 constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2;
+// The proof of the FFT wants every double rounded once, which x87 registers do not do.
+constexpr const fft::Kernels* kPlainFft = FLT_EVAL_METHOD == 0 ? &fft::kKernelsGeneric : nullptr;
 constexpr KernelSet kSets[] = {
-    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx512, nullptr, &n32::kKernelsAvx2},
-    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr, &n32::kKernelsAvx2},
-    {"generic", 0, nullptr, nullptr, &n32::kKernelsGeneric},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx512, &fft::kKernelsAvx512,
+     &n32::kKernelsAvx2},
+    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, &fft::kKernelsAvx2, &n32::kKernelsAvx2},
+    {"generic", 0, nullptr, kPlainFft, &n32::kKernelsGeneric},
 };
 
 bool can_run(const KernelSet& set) {

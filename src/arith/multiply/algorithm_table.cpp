@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "arith/multiply/basecase/basecase.h"
+#include "arith/multiply/fft/fft.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/ntt64.h"
@@ -32,7 +33,7 @@ std::span<const RegisteredAlgorithm> algorithm_registry() {
       record_of(basecase_karatsuba()),
       record_of(ntt32()),
       record_of(ntt64()),
-      {"FFT", "Floating-Point FFT", "FFTv2", "vector scalable", std::uint64_t{1} << 34, nullptr},
+      record_of(floating_point_fft()),
       {"VST", "VST Algorithm", "VSTv2", "VST Algorithm", std::uint64_t{76800} << 32, nullptr},
       record_of(hybrid_ntt()),
   };
