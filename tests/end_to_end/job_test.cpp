@@ -113,7 +113,7 @@ TEST(Job, NeedsTheMemoryThatItStates) {
                  used = bytes_after(run.output, "Peak Memory Used");
     ASSERT_GT(needed, 0) << run.output;
     EXPECT_LE(used / needed, 1.05) << job;
-    // Less where no product comes near the longest that the FFT takes, which wants the most scratch.
+    // Less where no product comes near the longest of the FFT, which wants the most scratch.
     EXPECT_GE(used / needed, 0.85) << job;
     EXPECT_LT(used, 200e6);
     if (job.ends_with("-reduced")) {
