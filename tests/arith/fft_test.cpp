@@ -57,7 +57,7 @@ class Fft : public test::RandomTest {
   /// One product by a given plan.
   Result multiply(const KernelSet& set, const fft::Plan& plan, const Words& a, const Words& b,
                   unsigned threads) {
-    test::PlainThreads pool(threads);
+    test::Threads pool(threads);
     Context context{pool, table_};
     const fft::Shape shape(*plan.length);
     const unsigned slots = fft::Transform::slots_for(shape, threads);
@@ -141,7 +141,7 @@ TEST_F(Fft, TooManyBitsAreNoticed) {
 }
 
 TEST_F(Fft, UnlikelyDigitsAreDoneAgain) {
-  test::PlainThreads pool(1);
+  test::Threads pool(1);
   Context context{pool, table_};
   unsigned found = 0;
   for (std::size_t n = 100; n < 20000; n += n / 3) {
@@ -175,7 +175,7 @@ TEST_F(Fft, UnlikelyDigitsAreDoneAgain) {
 
 TEST_F(Fft, OperandsThatFillTheLength) {
   // Digits of 16 bits, words as wide as two: the topmost bits meet beyond the end.
-  test::PlainThreads pool(1);
+  test::Threads pool(1);
   Context context{pool, table_};
   unsigned found = 0;
   for (std::size_t n = 16; n <= 40000; n *= 2) {
@@ -237,7 +237,7 @@ class FftSpectra : public Fft {
  protected:
   /// One sum of products in transform space against plain arithmetic.
   void check(const KernelSet& set, const SpectrumShape& shape, unsigned threads) {
-    test::PlainThreads pool(threads);
+    test::Threads pool(threads);
     Context context{pool, table_};
     const FloatingPointFft algorithm(&set);
     const std::size_t each = algorithm.spectrum_bytes(shape);
@@ -297,7 +297,7 @@ TEST_F(FftSpectra, SumProductsAndWrap) {
 }
 
 TEST_F(FftSpectra, OfValuesNextToTheModulus) {
-  test::PlainThreads pool(1);
+  test::Threads pool(1);
   Context context{pool, table_};
   for (const KernelSet* set : usable_sets()) {
     const FloatingPointFft algorithm(set);
