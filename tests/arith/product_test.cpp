@@ -12,6 +12,7 @@
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/ntt64/plan.h"
 #include "arith/multiply/ntt64/transform.h"
+#include "arith/multiply/vector/vst.h"
 #include "foundation/exceptions.h"
 #include "platform/processor.h"
 #include "support/products.h"
@@ -93,6 +94,13 @@ const std::vector<Method>& methods() {
       instances.push_back(std::make_unique<HybridNtt>(&set));
       for (const unsigned threads : {1u, 3u})
         list.push_back(method(std::string("HNT ") + set.name, *instances.back(), threads));
+      // As it is, and with so short rows and strips that there are many levels.
+      static std::vector<std::unique_ptr<VectorTransform>> vectors;
+      for (const vector::Limits limits : {vector::Limits{}, {7, 1 << 11}, {6, 1 << 7}}) {
+        vectors.push_back(std::make_unique<VectorTransform>(&set, limits));
+        list.push_back(method(std::string("VST ") + set.name, *vectors.back(),
+                              limits.log_row == 7 ? 3 : 1));
+      }
     }
     return list;
   }();

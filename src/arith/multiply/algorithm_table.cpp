@@ -7,6 +7,7 @@
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/spectrum.h"
+#include "arith/multiply/vector/vst.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
 
@@ -32,7 +33,7 @@ std::span<const RegisteredAlgorithm> algorithm_registry() {
       {"N32", "32-bit NTT", "NTT32", "32-bit NTT", 0x90000000u, nullptr},
       record_of(ntt64()),
       {"FFT", "Floating-Point FFT", "FFTv2", "vector scalable", std::uint64_t{1} << 34, nullptr},
-      {"VST", "VST Algorithm", "VSTv2", "VST Algorithm", std::uint64_t{76800} << 32, nullptr},
+      record_of(vector_transform()),
       record_of(hybrid_ntt()),
   };
   return registry;
