@@ -10,6 +10,7 @@ namespace {
 constexpr nmp::TuningLine kTuning[] = {
     {"BKT", 13312},
     {"HNT", std::uint64_t{1} << 38},
+    {"VST", std::uint64_t{76800} << 32},
     {"N64", std::uint64_t{0x38000000} << 32},
 };
 

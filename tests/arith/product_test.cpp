@@ -98,8 +98,8 @@ const std::vector<Method>& methods() {
       static std::vector<std::unique_ptr<VectorTransform>> vectors;
       for (const vector::Limits limits : {vector::Limits{}, {7, 1 << 11}, {6, 1 << 7}}) {
         vectors.push_back(std::make_unique<VectorTransform>(&set, limits));
-        list.push_back(method(std::string("VST ") + set.name, *vectors.back(),
-                              limits.log_row == 7 ? 3 : 1));
+        list.push_back(
+            method(std::string("VST ") + set.name, *vectors.back(), limits.log_row == 7 ? 3 : 1));
       }
     }
     return list;

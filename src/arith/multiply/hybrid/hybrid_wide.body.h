@@ -50,8 +50,8 @@ inline void evaluate(u64* x, const u64 (*digit)[kGarnerChunk], std::size_t j, co
   for (unsigned i = 0; i < limbs_of(K); ++i) x[i] = 0;
   x[0] = digit[K - 1][j];
 #pragma GCC unroll 16
-  for (unsigned k = K - 1; k-- > 0;) {
-    const unsigned n = limbs_of(K - k);
+  for (unsigned done = 1; done < K; ++done) {
+    const unsigned k = K - 1 - done, n = limbs_of(done + 1);
     u64 high = digit[k][j];
 #pragma GCC unroll 16
     for (unsigned i = 0; i < n; ++i) {
