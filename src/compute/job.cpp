@@ -9,7 +9,6 @@
 #include "foundation/exceptions.h"
 #include "foundation/process_settings.h"
 #include "memory/allocator_names.h"
-#include "parallel/context.h"
 #include "platform/processor.h"
 
 namespace numforge {
@@ -83,7 +82,7 @@ void set_allocator(Job& job, std::string description) {
 }
 
 void set_framework(Job& job, std::string description) {
-  (void)nmp::parallel::make_context(description);
+  (void)nmp::parallel::canonical_description(description);
   job.framework = std::move(description);
 }
 

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "foundation/build_profile.h"
+#include "parallel/context.h"
 
 namespace numforge {
 
@@ -37,7 +38,7 @@ struct Job {
 
   Mode mode = Mode::Ram;
   std::string allocator = "malloc";
-  std::string framework = "none";
+  std::string framework{nmp::parallel::kDefaultFramework};
   std::uint32_t task_decomposition = 1;
 
   std::uint64_t swap_memory = 0;  ///< bytes; 0: not chosen

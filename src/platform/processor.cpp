@@ -47,6 +47,7 @@ unsigned features_from(const CpuidAnswers& answers) {
   unsigned features = 0;
   if (answers.leaf1_edx & bit(26)) features |= kSse2;
   if (answers.leaf7_ebx & bit(8)) features |= kBmi2;
+  if (answers.leaf7_ebx & bit(19)) features |= kAdx;
   if (avx && (answers.leaf7_ebx & bit(5))) features |= kAvx2;
   if (avx && (answers.leaf1_ecx & bit(12))) features |= kFma;
   constexpr std::uint32_t kAvx512Parts = bit(16) | bit(17) | bit(30) | bit(31);  // F DQ BW VL

@@ -14,6 +14,7 @@ enum Feature : unsigned {
   kBmi2 = 1u << 3,
   kAvx512 = 1u << 4,  ///< F, DQ, VL and BW together
   kAvx512Ifma = 1u << 5,
+  kAdx = 1u << 6,
 };
 /// Asked once, then remembered.
 unsigned processor_features();

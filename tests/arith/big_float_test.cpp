@@ -73,7 +73,7 @@ class BigFloats : public test::ArithmeticTest {
 };
 
 TEST_F(BigFloats, Sums) {
-  test::PlainThreads threads(3);
+  test::Threads threads(3);
   Context parallel{threads, context_.products};
   // However few the repetitions, go on until the threads had something to do.
   for (std::size_t rep = 0; rep < test::reps(4000) || threads.loops() == 0; ++rep) {

@@ -90,7 +90,7 @@ class ExactFloats : public test::ArithmeticTest {
 TEST_F(ExactFloats, Sums) {
   for (std::size_t rep = 0; rep < test::reps(3000); ++rep) check_sums(context_, 30);
   for (const unsigned count : {2u, 3u, 20u}) {
-    test::PlainThreads threads(count);
+    test::Threads threads(count);
     Context parallel{threads, context_.products};
     // However few the repetitions, go on until the threads had something to do.
     for (std::size_t rep = 0; rep < test::reps(20) || threads.loops() == 0; ++rep)

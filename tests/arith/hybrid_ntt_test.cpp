@@ -41,7 +41,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
     for (const unsigned odd : {1u, 3u, 5u, 15u})
       for (unsigned log_rows = 0; log_rows <= (format == 0 ? 7u : 4u); ++log_rows) {
         const hybrid::Plan plan(format, odd, log_rows, 6 + static_cast<unsigned>(rng_.below(4)));
-        test::PlainThreads pool(1 + static_cast<unsigned>(rng_.below(3)));
+        test::Threads pool(1 + static_cast<unsigned>(rng_.below(3)));
         Context context{pool, table};
         const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
         const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
@@ -76,7 +76,7 @@ TEST_F(HybridTransform, KernelsKeepTheirBounds) {
     for (std::size_t i = 0; i < test::reps(20); ++i) {
       const unsigned log = 10 + i % 2;
       std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
-      loops_->multiply(x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
+      loops_->multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
       expect_below(x, 1.5 * p);
       loops_->forward_row(y.data(), &f.row[hybrid::kForward][log], f.mod);
       expect_below(y, 3.5 * p);
@@ -139,7 +139,7 @@ TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
   // The largest digits there are, of both signs where digits have signs. The last two formats hold
   // more than the memory of most machines.
   const AlgorithmTable table;
-  test::PlainThreads pool(2);
+  test::Threads pool(2);
   Context context{pool, table};
   for (unsigned format = 0; format < 3; ++format) {
     const hybrid::Format& f = hybrid::kFormats[format];

@@ -8,6 +8,7 @@
 #include "arith/multiply/basecase/word_multiply.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/hybrid/hybrid_plan.h"
+#include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/convert.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/ntt64/plan.h"
@@ -45,7 +46,7 @@ Method method(const std::string& name, const Algorithm& algorithm, unsigned thre
   return {name + " with threads: " + std::to_string(threads), kAny,
           [&algorithm, threads](std::size_t n) { return algorithm.scratch_bytes(n, threads); },
           [&algorithm, threads](auto... operands) {
-            test::PlainThreads framework(threads);
+            test::Threads framework(threads);
             Context context{framework, table};
             algorithm.multiply(context, operands...);
           }};
@@ -79,6 +80,7 @@ const std::vector<Method>& methods() {
       list.push_back(method(WordMultiply::c32i(cutoffs), kShort));
 #ifdef __SIZEOF_INT128__
       list.push_back(method(WordMultiply::c64i(cutoffs), kShort));
+      if (const auto adx = WordMultiply::c64i_adx(cutoffs)) list.push_back(method(*adx, kShort));
 #endif
     }
     list.push_back(method(WordMultiply::native(), 100000));
@@ -90,17 +92,17 @@ const std::vector<Method>& methods() {
                     multiply_with_narrow_digits});
     for (const KernelSet& set : kernel_sets()) {
       if ((platform::processor_features() & set.needs) != set.needs) continue;
-      static std::vector<std::unique_ptr<HybridNtt>> instances;
-      instances.push_back(std::make_unique<HybridNtt>(&set));
-      for (const unsigned threads : {1u, 3u})
-        list.push_back(method(std::string("HNT ") + set.name, *instances.back(), threads));
-      // As it is, and with so short rows and strips that there are many levels.
-      static std::vector<std::unique_ptr<VectorTransform>> vectors;
-      for (const vector::Limits limits : {vector::Limits{}, {7, 1 << 11}, {6, 1 << 7}}) {
-        vectors.push_back(std::make_unique<VectorTransform>(&set, limits));
-        list.push_back(
-            method(std::string("VST ") + set.name, *vectors.back(), limits.log_row == 7 ? 3 : 1));
-      }
+      static std::vector<std::unique_ptr<Algorithm>> instances;
+      const auto add = [&](std::unique_ptr<Algorithm> algorithm) {
+        for (const unsigned threads : {1u, 3u})
+          list.push_back(method(std::string(algorithm->id) + ' ' + set.name, *algorithm, threads));
+        instances.push_back(std::move(algorithm));
+      };
+      add(std::make_unique<HybridNtt>(&set));
+      add(std::make_unique<Ntt32>(&set));
+      // As it is, and with such short rows and strips that there are many levels.
+      for (const vector::Limits limits : {vector::Limits{}, {7, 1 << 11}, {6, 1 << 7}})
+        add(std::make_unique<VectorTransform>(&set, limits));
     }
     return list;
   }();

@@ -48,7 +48,7 @@ const std::vector<Method>& methods() {
 Words product(const Words& a, const Words& b) {
   if (a.empty() || b.empty()) return Words(a.size() + b.size(), 0);
   if (a.size() + b.size() < 200) return test::schoolbook(a, b);
-  test::PlainThreads one(1);
+  test::Threads one(1);
   Context context{one, kNoTable};
   return test::fenced_product(a, b, ntt64().scratch_bytes(a.size() + b.size(), 1),
                               [&](auto... x) { ntt64().multiply(context, x...); });
@@ -131,7 +131,7 @@ class Plans {
   std::vector<Spectrum> spectrum;
 
  private:
-  test::PlainThreads pool_;
+  test::Threads pool_;
   Context context_;
   test::FencedScratch scratch_;
 };
@@ -248,7 +248,7 @@ TEST_F(SpectrumTest, AsksForEnoughMemoryAndNoLess) {
       }
     }
     const SpectrumShape shape = {1000, 1000, 1};
-    test::PlainThreads one(1);
+    test::Threads one(1);
     Context context{one, kNoTable};
     const test::FencedScratch scratch(algorithm.spectra_bytes(shape, 1) / 2);
     AlignedBufferC memory = scratch.buffer();

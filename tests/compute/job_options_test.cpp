@@ -48,7 +48,7 @@ TEST(EquivalentDigits, AreExact) {
 
 TEST(JobOptions, FillTheJob) {
   const nmp::test::TempFolder folder;
-  const Job job = parse({"sqrt:5", "-dec:1m", "-od:0", "-verify:0", "-MA:mmap", "-PF:none",
+  const Job job = parse({"sqrt:5", "-dec:1m", "-od:0", "-verify:0", "-MA:mmap", "-PF:spawn:12",
                          "-TD:65536", "-compress:2M", "-o:" + (folder / "new/deep")});
   EXPECT_EQ(job.constant, "sqrt");
   EXPECT_EQ(job.argument, 5u);
@@ -58,13 +58,14 @@ TEST(JobOptions, FillTheJob) {
   EXPECT_FALSE(job.output_enable);
   EXPECT_FALSE(job.verify);
   EXPECT_EQ(job.allocator, "mmap");
-  EXPECT_EQ(job.framework, "none");
+  EXPECT_EQ(job.framework, "spawn:12");
   EXPECT_EQ(job.task_decomposition, 65536u);
   EXPECT_EQ(job.digits_per_file, 2'000'000u);
   EXPECT_EQ(job.output_path, folder / "new/deep");
   EXPECT_TRUE(std::filesystem::is_empty(folder / "new/deep"));
   EXPECT_EQ(parse({"pi", "-hex:100", "-algorithm:ramanujan"}).decimal_digits, 120u);
   EXPECT_EQ(parse({"pi", "-C:-1"}).digits_per_file, kOneFile);
+  EXPECT_EQ(parse({"pi"}).framework, "pushpool");
 }
 
 TEST(JobOptions, OfSwapModeNeedSwapMode) {
@@ -92,6 +93,8 @@ TEST(JobOptions, AreRefusedInPlainWords) {
       {{"pi", "-mode:tape"}, "Invalid Command: tape"},
       {{"pi", "-algorithm:newton"}, "Invalid Algorithm: newton"},
       {{"pi", "-MA:heap"}, "Invalid Memory Allocator: heap"},
+      {{"pi", "-PF:nosuch"}, "Unknown parallel framework \"nosuch\"."},
+      {{"pi", "-PF:none:2"}, "takes no number of threads"},
       {{"pi", "-TD:0"}, tasks},
       {{"pi", "-TD:65537"}, tasks},
       {{"pi", "-TD:4294967297"}, tasks},
@@ -105,7 +108,6 @@ TEST(JobOptions, AreRefusedInPlainWords) {
       {{"pi", "-o:" + (folder / "file")}, "Path is not writable."},
       {{"pi", "-o:" + (folder / "file/below")}, "Path is not writable."}};
   for (const auto& [words, text] : cases) EXPECT_THAT(refusal(words), testing::HasSubstr(text));
-  EXPECT_NE(refusal({"pi", "-PF:nosuch"}), "");
   EXPECT_EQ(refusal({"pi", "-od:0", "-dec:1"}), "");
   EXPECT_EQ(refusal({"pi", "-od:0", "-dec:1000000000000000000"}), "");
 }

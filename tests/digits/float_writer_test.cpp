@@ -202,7 +202,7 @@ TEST_F(FloatWriter, NoticesWordsThatChange) {
 TEST_F(FloatWriter, GivesTheSameWithThreadsAndNeedsItsScratch) {
   const std::uint64_t digits = 100000;
   const OwnedFloat x = random_number(digits, 0);
-  test::PlainThreads framework(3);
+  test::Threads framework(3);
   Context several{framework, context_.products};
   for (unsigned radix : {10u, 16u}) {
     Output output(context_, x, digits, radix);

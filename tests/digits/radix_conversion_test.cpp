@@ -90,7 +90,7 @@ TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
   for (const auto& [digits, threads] : {std::pair{60000u, 2u}, {60000u, 8u}, {1500000u, 3u}}) {
     const Tree tree(context_, digits);
     const Words fraction = rng_.words(tree.words());
-    test::PlainThreads framework(threads);
+    test::Threads framework(threads);
     Context several{framework, context_.products};
     EXPECT_EQ(Tree(several, digits).digits(fraction), tree.digits(fraction)) << digits;
     EXPECT_THROW(tree.digits(fraction, 2), BufferTooSmallException);

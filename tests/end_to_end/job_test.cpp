@@ -75,6 +75,32 @@ TEST(Job, WritesProvesAndReportsItsDigits) {
   EXPECT_THAT(run.output, HasSubstr("\nSumming: "));
 }
 
+TEST(Job, GivesTheSameFilesInEveryFramework) {
+  std::string expected;
+  for (const std::string framework :
+       {"none", "cppasync:2", "spawn:2", "taskqueue:2", "pushpool:2", "pushpool:5", "winpool:2"}) {
+    const TempFolder folder;
+    const ChildResult run = custom("pi", {"-dec:20000", "-PF:" + framework, "-o:" + folder.path()});
+    if (framework == "winpool:2") {
+      EXPECT_EQ(run.exit_code, 1);
+      EXPECT_THAT(run.output, HasSubstr("\"winpool\" is only available on Windows."));
+      continue;
+    }
+    ASSERT_EQ(run.exit_code, 0) << run.output;
+    EXPECT_THAT(run.output, HasSubstr("Multi-Threading:     " + framework + "\n"));
+    const std::string threads = framework == "none" ? "1" : framework.substr(framework.size() - 1);
+    const std::string report = contents(folder / "Pi - Report - Chudnovsky.txt");
+    EXPECT_THAT(report, HasSubstr("Threads:                    " + threads + "  (" + framework));
+    const std::string files = contents(folder / "Pi - Dec - Chudnovsky.txt") +
+                              contents(folder / "Pi - Hex - Chudnovsky.txt");
+    if (expected.empty()) expected = files;
+    EXPECT_EQ(files, expected) << framework;
+    EXPECT_GT(files.size(), 36000u);
+  }
+  EXPECT_EQ(custom("pi", {"-dec:100", "-od:0", "-PF:none:2"}).exit_code, 1);
+  EXPECT_EQ(custom("pi", {"-dec:100", "-od:0", "-PF:pushpool:"}).exit_code, 1);
+}
+
 TEST(Job, NeedsTheMemoryThatItStates) {
   if (nmp::test::scale() < 1) GTEST_SKIP() << "a sanitizer has memory of its own";
   double usual = 0;  // of the algorithm before, whose reduced sibling follows it

@@ -18,7 +18,7 @@ namespace nmp::platform {
 namespace {
 
 TEST(Processor, ASetCountsOnlyWhenTheSystemSavesItsRegisters) {
-  constexpr unsigned kNoYmm = kSse2 | kBmi2, kNoZmm = kNoYmm | kAvx2 | kFma;
+  constexpr unsigned kNoYmm = kSse2 | kBmi2 | kAdx, kNoZmm = kNoYmm | kAvx2 | kFma;
   constexpr unsigned kAll = kNoZmm | kAvx512 | kAvx512Ifma;
   struct Case {
     std::uint64_t xcr0;
@@ -55,8 +55,11 @@ TEST(Processor, AgreesWithTheKernel) {
     if (line.starts_with("vendor_id")) vendor = value;
   }
   if (flags.empty()) GTEST_SKIP() << "no /proc/cpuinfo with flags";
-  const std::pair<unsigned, const char*> sets[] = {
-      {kSse2, " sse2 "}, {kAvx2, " avx2 "}, {kFma, " fma "}, {kAvx512Ifma, " avx512ifma "}};
+  const std::pair<unsigned, const char*> sets[] = {{kSse2, " sse2 "},
+                                                   {kAvx2, " avx2 "},
+                                                   {kFma, " fma "},
+                                                   {kAvx512Ifma, " avx512ifma "},
+                                                   {kAdx, " adx "}};
   for (const auto& [bit, name] : sets)
     EXPECT_EQ((processor_features() & bit) != 0, flags.find(name) != flags.npos) << name;
   EXPECT_EQ(processor_vendor(), vendor);

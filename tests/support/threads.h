@@ -1,42 +1,37 @@
-// A framework of plain threads, for tests that must not depend on which frameworks exist.
+// Real threads for tests of what runs on them.
 #pragma once
 
-#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "parallel/context.h"
 
 namespace nmp::test {
 
-class PlainThreads final : public parallel::Context {
+/// The usual framework with so many threads, which counts the loops that it is given.
+class Threads final : public parallel::Context {
  public:
-  explicit PlainThreads(unsigned threads) : threads_(threads) {}
-  unsigned threads() const override { return threads_; }
-  std::string description() const override { return "plain"; }
+  explicit Threads(unsigned threads)
+      : pool_(parallel::make_context("pushpool:" + std::to_string(threads))) {}
+  unsigned threads() const override { return pool_->threads(); }
+  std::string description() const override { return pool_->description(); }
   std::size_t loops() const { return loops_; }  ///< calls of parallel_for so far
 
   void parallel_for(std::size_t begin, std::size_t end, std::size_t grain,
                     const std::function<void(std::size_t, std::size_t)>& body) override {
     ++loops_;
-    const std::size_t grains = (end - begin + grain - 1) / grain;
-    const std::size_t each = (grains + threads_ - 1) / threads_ * grain;
-    std::vector<std::thread> workers;
-    for (std::size_t first = begin; first < end; first += each)
-      workers.emplace_back(
-          [&body, first, last = std::min(end, first + each)] { body(first, last); });
-    for (std::thread& worker : workers) worker.join();
+    pool_->parallel_for(begin, end, grain, body);
   }
   void fork_join(const std::function<void()>& left, const std::function<void()>& right) override {
-    std::thread worker(left);
-    right();
-    worker.join();
+    pool_->fork_join(left, right);
   }
 
  private:
-  unsigned threads_;
-  std::size_t loops_ = 0;
+  const std::unique_ptr<parallel::Context> pool_;
+  std::atomic<std::size_t> loops_ = 0;
 };
 
 }  // namespace nmp::test

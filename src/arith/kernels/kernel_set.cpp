@@ -3,6 +3,7 @@
 #include <string>
 
 #include "arith/multiply/hybrid/hybrid_kernels.h"
+#include "arith/multiply/ntt32/ntt32_kernels.h"
 #include "foundation/exceptions.h"
 #include "platform/process.h"
 #include "platform/processor.h"
@@ -12,9 +13,9 @@ namespace {
 
 constexpr unsigned kAvx2Set = platform::kAvx2 | platform::kFma | platform::kBmi2;
 constexpr KernelSet kSets[] = {
-    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx512, nullptr},
-    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr},
-    {"generic", 0, nullptr, nullptr},
+    {"avx512", kAvx2Set | platform::kAvx512, &hybrid::kKernelsAvx512, nullptr, &n32::kKernelsAvx2},
+    {"avx2", kAvx2Set, &hybrid::kKernelsAvx2, nullptr, &n32::kKernelsAvx2},
+    {"generic", 0, nullptr, nullptr, &n32::kKernelsGeneric},
 };
 
 bool can_run(const KernelSet& set) {

@@ -12,6 +12,9 @@ struct Kernels;
 namespace hybrid {
 struct Kernels;
 }
+namespace n32 {
+struct Kernels;
+}
 
 /// Inner loops that are all compiled for the same instructions. A null table means that the set has
 /// none of its own and the operation takes its portable way. Every set gives the same words.
@@ -20,6 +23,7 @@ struct KernelSet {
   unsigned needs;                 ///< platform::Feature bits, every one of them required
   const hybrid::Kernels* hybrid;  ///< loops of the hybrid NTT
   const fft::Kernels* fft;        ///< loops of the floating-point FFT
+  const n32::Kernels* ntt32;      ///< loops of the 32-bit NTT; never null
 };
 
 /// All sets, best first; the last one runs anywhere.

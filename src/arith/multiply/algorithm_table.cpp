@@ -5,6 +5,7 @@
 
 #include "arith/multiply/basecase/basecase.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
+#include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/spectrum.h"
 #include "arith/multiply/vector/vst.h"
@@ -30,7 +31,7 @@ const RegisteredAlgorithm* find_registered(std::string_view id) {
 std::span<const RegisteredAlgorithm> algorithm_registry() {
   static const RegisteredAlgorithm registry[] = {
       record_of(basecase_karatsuba()),
-      {"N32", "32-bit NTT", "NTT32", "32-bit NTT", 0x90000000u, nullptr},
+      record_of(ntt32()),
       record_of(ntt64()),
       {"FFT", "Floating-Point FFT", "FFTv2", "vector scalable", std::uint64_t{1} << 34, nullptr},
       record_of(vector_transform()),

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "arith/multiply/basecase/limb_ops.h"
 #include "arith/multiply/basecase/limbs.h"
 #include "arith/multiply/basecase/schoolbook.h"
 
@@ -26,8 +27,6 @@ template <class L>
 class Karatsuba {
  public:
   using Limb = typename L::Limb;
-  using Wide = typename L::Wide;
-  using SignedWide = typename L::SignedWide;
 
   /// Operands of at least `multiply_cutoff` limbs (squares: `square_cutoff`) are split. Both >= 2.
   Karatsuba(std::size_t multiply_cutoff, std::size_t square_cutoff)
@@ -85,77 +84,41 @@ class Karatsuba {
     std::size_t i = m;
     while (i > 0 && L::load(a, i - 1) == (i - 1 < h ? L::load(high, i - 1) : 0)) --i;
     const bool negative = i > 0 && i <= h && L::load(a, i - 1) < L::load(high, i - 1);
-    if (negative)
-      subtract(out, high, h, a, h);
-    else
-      subtract(out, a, m, high, h);
-    if (negative && h < m) L::store(out, h, 0);  // then a's own limb there is zero
+    const Limb borrow = negative ? subtract_n<L>(out, high, a, h) : subtract_n<L>(out, a, high, h);
+    if (h < m) L::store(out, h, negative ? 0 : L::load(a, h) - borrow);
     return negative;
   }
 
-  /// out[0, xl) = x - y, yl <= xl, x >= y.
-  static void subtract(Word* out, const Word* x, std::size_t xl, const Word* y, std::size_t yl) {
-    Limb borrow = 0;
-    for (std::size_t i = 0; i < xl; ++i) {
-      const Limb p = L::load(x, i), q = i < yl ? L::load(y, i) : 0;
-      const Limb d = p - q;
-      L::store(out, i, d - borrow);
-      borrow = static_cast<Limb>(p < q) | static_cast<Limb>(d < borrow);
-    }
-  }
-
-  /// c = z0 | z2 becomes z0 + (z0 + z2 -+ t) B + z2 B^2. The sum of the inner quarters, high(z0) +
-  /// low(z2), occurs twice and is formed once; everything is read before it is overwritten.
+  /// c = z0 | z2 becomes z0 + (z0 + z2 -+ t) B + z2 B^2, t[0, 2 m). With quarters x0 | x1 | y0 | y1
+  /// of c, the sum x1 + y0 occurs twice and is formed once.
   template <bool kAdd>
   static void add_middle(Word* c, const Word* t, std::size_t n, std::size_t m) {
     const std::size_t top = 2 * n - 3 * m;  // limbs in the upper quarter, m or m - 2
-    Limb inner_carry = 0;
-    SignedWide low = 0, high = 0;
-    for (std::size_t i = 0; i < m; ++i) {
-      const Wide s = static_cast<Wide>(L::load(c, m + i)) + L::load(c, 2 * m + i) + inner_carry;
-      const Limb inner = static_cast<Limb>(s);
-      inner_carry = static_cast<Limb>(s >> L::kBits);
-      const Limb upper = i < top ? L::load(c, 3 * m + i) : 0;
-      low += static_cast<SignedWide>(inner) + L::load(c, i);
-      high += static_cast<SignedWide>(inner) + upper;
-      if constexpr (kAdd) {
-        low += L::load(t, i);
-        high += L::load(t, m + i);
-      } else {
-        low -= L::load(t, i);
-        high -= L::load(t, m + i);
-      }
-      L::store(c, m + i, static_cast<Limb>(low));
-      L::store(c, 2 * m + i, static_cast<Limb>(high));
-      low >>= L::kBits;
-      high >>= L::kBits;
-    }
-    ripple(c, 2 * m, 2 * n, low + inner_carry);
-    ripple(c, 3 * m, 2 * n, high + inner_carry);
-  }
-
-  /// Adds a small signed carry at limb `i` of c[0, end).
-  static void ripple(Word* c, std::size_t i, std::size_t end, SignedWide carry) {
-    for (; carry != 0 && i < end; ++i) {
-      carry += L::load(c, i);
-      L::store(c, i, static_cast<Limb>(carry));
-      carry >>= L::kBits;
+    Word* const x1 = at(c, m);
+    Word* const y0 = at(c, 2 * m);
+    Word* const y1 = at(c, 3 * m);
+    Limb above = add_n<L>(y0, x1, y0, m);
+    const Limb below = above + add_n<L>(x1, y0, c, m);
+    above += ripple_up<L>(at(y0, top), m - top, add_n<L>(y0, y0, y1, top));
+    // All modulo the size of c, which holds the result.
+    ripple_up<L>(y0, m + top, below);
+    if constexpr (kAdd) {
+      above += add_n<L>(x1, x1, t, 2 * m);
+      ripple_up<L>(y1, top, above);
+    } else {
+      const Limb borrow = subtract_n<L>(x1, x1, t, 2 * m);
+      if (above >= borrow)
+        ripple_up<L>(y1, top, above - borrow);
+      else
+        ripple_down<L>(y1, top, borrow - above);
     }
   }
 
   /// c[0, overlap) += x[0, overlap); c[overlap, overlap + fresh) = the rest of x and the carry.
   static void add_onto(Word* c, const Word* x, std::size_t overlap, std::size_t fresh) {
-    Limb carry = 0;
-    for (std::size_t i = 0; i < overlap; ++i) {
-      const Wide s = static_cast<Wide>(L::load(c, i)) + L::load(x, i) + carry;
-      L::store(c, i, static_cast<Limb>(s));
-      carry = static_cast<Limb>(s >> L::kBits);
-    }
-    for (std::size_t i = overlap; i < overlap + fresh; ++i) {
-      const Limb s = L::load(x, i) + carry;
-      carry = s < carry;
-      L::store(c, i, s);
-    }
+    const Limb carry = add_n<L>(c, c, x, overlap);
+    std::copy_n(at(x, overlap), fresh * L::kWords, at(c, overlap));
+    ripple_up<L>(at(c, overlap), fresh, carry);
   }
 
   std::size_t multiply_cutoff_, square_cutoff_;

@@ -14,8 +14,7 @@ namespace nmp::basecase {
 
 struct Limb32 {
   using Limb = std::uint32_t;
-  using Wide = std::uint64_t;       ///< holds a product of two limbs
-  using SignedWide = std::int64_t;  ///< holds a sum of a few limbs of either sign
+  using Wide = std::uint64_t;  ///< holds a product of two limbs
   static constexpr unsigned kBits = 32;
   static constexpr std::size_t kWords = 1;
   static Limb load(const Word* p, std::size_t i) { return p[i]; }
@@ -26,7 +25,6 @@ struct Limb32 {
 struct Limb64 {
   using Limb = std::uint64_t;
   using Wide = wide::Uint128;
-  using SignedWide = wide::Int128;
   static constexpr unsigned kBits = 64;
   static constexpr std::size_t kWords = 2;
   static Limb load(const Word* p, std::size_t i) { return load_limb(p + 2 * i); }

@@ -2,8 +2,9 @@
 //
 // Column k of a product is the sum of a[i] * b[k - i]. Summing whole columns in three limbs keeps
 // the running carry in registers and writes every limb of the result once; with GCC on x86-64 it
-// beats the row-wise forms from four limbs on. A square sums each pair of a column once and
-// doubles. All lengths count limbs of type L; results overlap no operand.
+// beats what the compiler makes of row-wise forms from four limbs on (limbs_adx.h writes its own).
+// A square sums each pair of a column once and doubles. All lengths count limbs of type L; results
+// overlap no operand.
 #pragma once
 
 #include <cstddef>

@@ -4,8 +4,11 @@
 #include <cstring>
 #include <utility>
 
+#include "arith/kernels/kernel_set.h"
 #include "arith/multiply/basecase/karatsuba.h"
+#include "arith/multiply/basecase/limbs_adx.h"
 #include "foundation/exceptions.h"
+#include "platform/processor.h"
 
 namespace nmp {
 namespace {
@@ -51,16 +54,29 @@ WordMultiply WordMultiply::c32i(KaratsubaCutoffs cutoffs) {
 WordMultiply WordMultiply::c64i(KaratsubaCutoffs cutoffs) {
   return {"WordMultiply c64i", basecase::Limb64::kWords, cutoffs, limb_product<basecase::Limb64>};
 }
-const WordMultiply& WordMultiply::native() {
-  static const WordMultiply multiplier = c64i();
-  return multiplier;
+#endif
+
+#ifdef NF_HAS_ADX_LIMBS
+std::optional<WordMultiply> WordMultiply::c64i_adx(KaratsubaCutoffs cutoffs) {
+  constexpr unsigned kNeeded = platform::kBmi2 | platform::kAdx;
+  const bool present = (platform::processor_features() & kNeeded) == kNeeded;
+  // Forcing the portable set forces portable loops here too.
+  if (!present || kernels().needs == 0) return std::nullopt;
+  return WordMultiply("WordMultiply c64i", basecase::LimbAdx::kWords, cutoffs,
+                      limb_product<basecase::LimbAdx>);
 }
 #else
-const WordMultiply& WordMultiply::native() {
-  static const WordMultiply multiplier = c32i();
-  return multiplier;
-}
+std::optional<WordMultiply> WordMultiply::c64i_adx(KaratsubaCutoffs) { return std::nullopt; }
 #endif
+
+const WordMultiply& WordMultiply::native() {
+#ifdef __SIZEOF_INT128__
+  static const WordMultiply fastest = c64i_adx().value_or(c64i());
+#else
+  static const WordMultiply fastest = c32i();
+#endif
+  return fastest;
+}
 
 std::size_t WordMultiply::scratch_bytes(std::size_t n) const {
   // Operands padded to whole limbs take at most one more limb each.

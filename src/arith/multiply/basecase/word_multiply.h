@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 #include "arith/word.h"
 #include "memory/aligned_buffer.h"
@@ -20,6 +21,7 @@ inline constexpr KaratsubaCutoffs kC64iCutoffs{7, 7};
 /// Where the methods really cross with this compiler's code; results do not depend on it.
 inline constexpr KaratsubaCutoffs kC32iMeasuredCutoffs{24, 32};
 inline constexpr KaratsubaCutoffs kC64iMeasuredCutoffs{24, 40};
+inline constexpr KaratsubaCutoffs kC64iAdxMeasuredCutoffs{24, 40};
 
 /// Multiplies words as limbs of one width. Stateless apart from its tuning.
 class WordMultiply {
@@ -30,7 +32,10 @@ class WordMultiply {
   /// "WordMultiply c64i": limbs of two words. Only where the compiler has 128-bit products.
   static WordMultiply c64i(KaratsubaCutoffs cutoffs = kC64iMeasuredCutoffs);
 #endif
-  /// The faster one of this target.
+  /// The same on the loops of limbs_adx.h; none where this processor, or the instruction set in
+  /// force, is without them.
+  static std::optional<WordMultiply> c64i_adx(KaratsubaCutoffs cutoffs = kC64iAdxMeasuredCutoffs);
+  /// The fastest one here.
   static const WordMultiply& native();
 
   const char* name() const { return name_; }

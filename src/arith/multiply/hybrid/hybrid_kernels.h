@@ -108,13 +108,10 @@ struct Kernels {
   /// without the division by the length: |x| < 2p to |x| < 2p.
   void (*forward_row)(double* x, const Tree* tree, Modulus m);
   void (*inverse_row)(double* x, const Tree* tree, Modulus m);
-  /// a = a * b * factor. |a|, |b| < 7p/2 to |a| < 3p/2. n is a multiple of 16; a == b is a square.
-  void (*multiply)(double* a, const double* b, std::size_t n, double factor, Modulus m);
   /// Column transforms: odd * 2^log rows of `width` doubles, a multiple of 16. Bounds as for rows,
   /// but the forward transform wants |x| < 2p. Forward from a contiguous strip, which is spoiled,
   /// to rows that are `stride` doubles apart; only the first `filled` rows may be other than zero,
-  /// and if they are no more than half of a power of two, only they are read. Inverse from such
-  /// rows to the strip; `filled` is not used.
+  /// see `reads_half`. Inverse from such rows to the strip; `filled` is not used.
   void (*forward_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
                           std::size_t stride, const Columns* columns, Modulus m);
   void (*inverse_columns)(double* strip, std::size_t width, std::size_t filled, double* rows,
@@ -122,10 +119,11 @@ struct Kernels {
   /// Digits of sum v_i 2^(64 i), v_i the integer with the residues r[0][i] .. r[2][i], |r| < 2p:
   /// writes n digits (a multiple of 16) and continues `carry`.
   StoreDigits store;
-  /// out = a * b * factor, with the bounds of `multiply`; and out = out + a * b * factor, for
-  /// |out| < 3p / 2 and the same result. `out` may be an operand.
-  void (*multiply_to)(double* out, const double* a, const double* b, std::size_t n, double factor,
-                      Modulus m);
+  /// out = a * b * factor, |a|, |b| < 7p/2 to |out| < 3p/2; and out = out + a * b * factor, for
+  /// |out| < 3p/2 and the same result. n is a multiple of 16; `out` may be an operand; a == b is a
+  /// square.
+  void (*multiply)(double* out, const double* a, const double* b, std::size_t n, double factor,
+                   Modulus m);
   void (*multiply_add)(double* out, const double* a, const double* b, std::size_t n, double factor,
                        Modulus m);
   /// Digits that are signed, three primes, and digits of 11, 13 and 14 bytes, 4, 5 and 5 primes.
@@ -135,6 +133,11 @@ struct Kernels {
   LoadDigits load_wide[2];
   StoreWide store_wide[2];
 };
+
+/// Whether a forward transform of columns reads no more than the first half of its rows.
+constexpr bool reads_half(unsigned odd, unsigned log, std::size_t filled) {
+  return odd == 1 && log >= 2 && filled <= std::size_t{1} << (log - 1);
+}
 
 /// Doubles that `scale_tree` fills.
 constexpr std::size_t scaled_row_doubles(unsigned log) {

@@ -105,30 +105,36 @@ inline void transpose(V& a, V& b, V& c, V& d) {
 // Block j, 16 points: one level across four vectors, a transposition, one level in which each lane
 // is a node. Twiddles: 4 w2, 4 w and 4 iw of the nodes 4j .. 4j+3, then w2, w, iw of node j. The
 // last transposition is left out: products are made point by point, whatever the order.
-void forward_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
-  for (; count > 0; --count, x += kBlock, t += kBlock) {
-    V x0 = V::load(x), x1 = V::load(x + 4), x2 = V::load(x + 8), x3 = V::load(x + 12);
-    forward4(x0, x1, x2, x3, V::all(t[12]), V::all(t[13]), V::all(t[14]), m);
-    transpose(x0, x1, x2, x3);
-    forward4(x0, x1, x2, x3, V::load(t), V::load(t + 4), V::load(t + 8), m);
-    x0.store(x);
-    x1.store(x + 4);
-    x2.store(x + 8);
-    x3.store(x + 12);
+template <bool kForward>
+inline void run_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
+  const auto pair = [](const double* q) { return Pair{V::load(q), V::load(q + kBlock)}; };
+  const auto all = [](const double* q) { return Pair{V::all(*q), V::all(q[kBlock])}; };
+  for (; count > 1; count -= 2, x += 2 * kBlock, t += 2 * kBlock) {
+    Pair y[4];
+    for (unsigned i = 0; i < 4; ++i) y[i] = pair(x + 4 * i);
+    if constexpr (kForward) {
+      forward4(y[0], y[1], y[2], y[3], all(t + 12), all(t + 13), all(t + 14), m);
+    } else {
+      inverse4(y[0], y[1], y[2], y[3], pair(t), pair(t + 4), pair(t + 8), m);
+    }
+    transpose(y[0].a, y[1].a, y[2].a, y[3].a);
+    transpose(y[0].b, y[1].b, y[2].b, y[3].b);
+    if constexpr (kForward) {
+      forward4(y[0], y[1], y[2], y[3], pair(t), pair(t + 4), pair(t + 8), m);
+    } else {
+      inverse4(y[0], y[1], y[2], y[3], all(t + 12), all(t + 13), all(t + 14), m);
+    }
+    for (unsigned i = 0; i < 4; ++i) {
+      y[i].a.store(x + 4 * i);
+      y[i].b.store(x + 4 * i + kBlock);
+    }
   }
 }
-
+void forward_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
+  run_blocks<true>(x, count, t, m);
+}
 void inverse_blocks(double* x, std::size_t count, const double* t, const Mod& m) {
-  for (; count > 0; --count, x += kBlock, t += kBlock) {
-    V x0 = V::load(x), x1 = V::load(x + 4), x2 = V::load(x + 8), x3 = V::load(x + 12);
-    inverse4(x0, x1, x2, x3, V::load(t), V::load(t + 4), V::load(t + 8), m);
-    transpose(x0, x1, x2, x3);
-    inverse4(x0, x1, x2, x3, V::all(t[12]), V::all(t[13]), V::all(t[14]), m);
-    x0.store(x);
-    x1.store(x + 4);
-    x2.store(x + 8);
-    x3.store(x + 12);
-  }
+  run_blocks<false>(x, count, t, m);
 }
 
 void make_blocks(double* blocks, const double* t, std::size_t n) {
@@ -183,11 +189,10 @@ constinit const Kernels kKernelsAvx2 = {
     &scale_tree,
     &transform_row<true>,
     &transform_row<false>,
-    &multiply,
     &transform_columns<true>,
     &transform_columns<false>,
     &store,
-    &multiply_to,
+    &multiply,
     &multiply_add,
     &load_balanced,
     {&load_long<11>, &load_long<13>, &load_long<14>},

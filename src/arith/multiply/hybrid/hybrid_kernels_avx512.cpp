@@ -69,11 +69,11 @@ struct V {
     return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_or_si512(low, magic)),
                          _mm512_set1_pd(4503599627370496.0));
   }
-  /// Integers in [0, 2^52) as 64-bit words; q is 64-byte aligned.
+  /// Integers in [0, 2^52) as 64-bit words.
   void store_integers(std::uint64_t* q) const {
     const __m512d power52 = _mm512_set1_pd(4503599627370496.0);
     const __m512i x = _mm512_castpd_si512(_mm512_add_pd(v, power52));
-    _mm512_store_si512(q, _mm512_xor_si512(x, _mm512_castpd_si512(power52)));
+    _mm512_storeu_si512(q, _mm512_xor_si512(x, _mm512_castpd_si512(power52)));
   }
 };
 inline V round(V a) {
@@ -266,11 +266,10 @@ constinit const Kernels kKernelsAvx512 = {
     &scale_tree,
     &transform_row<true>,
     &transform_row<false>,
-    &multiply,
     &transform_columns<true>,
     &transform_columns<false>,
     &store,
-    &multiply_to,
+    &multiply,
     &multiply_add,
     &load_balanced,
     {&load_long<11>, &load_long<13>, &load_long<14>},

@@ -1,8 +1,8 @@
 // The hybrid NTT: number-theoretic transforms whose arithmetic is done by floating-point units.
 //
-// A product is made modulo three or four primes below 2^50 from digits of 64 bits and put together
-// by the Chinese remainder theorem. Exact for every input: see hybrid_kernels.h for the bounds and
-// hybrid_field.h for the capacity.
+// A product is made modulo three to five primes below 2^50 from digits of 64 to 112 bits and put
+// together by the Chinese remainder theorem. Exact for every input: see hybrid_kernels.h for the
+// bounds and hybrid_format.h for the digits and their capacity.
 #pragma once
 
 #include "arith/kernels/kernel_set.h"
@@ -10,9 +10,9 @@
 
 namespace nmp {
 
-/// Memory: primes + 1 planes of 8 bytes a point, a point holding 8 bytes of the product, so 4 bytes
-/// of scratch for a byte of product times the rounding of the length (up to 4/3), 5 beyond the
-/// capacity of three primes; and buffers that are small next to that.
+/// Memory: primes + 1 planes of 8 bytes a point: about 4 bytes of scratch for a byte of product
+/// (3.4 to 4, by format) times the rounding of the length; short products take up to 10 for the
+/// buffers of their columns.
 class HybridNtt final : public Algorithm {
  public:
   /// `set` null: the set in force.

@@ -180,14 +180,6 @@ inline void forward_points(V* x, const Node& n, const Mod& m) {
       x[1] = m.reduce(x[1]);
       forward2(x[0], x[1], V::all(n.tree->half), m);
     }
-  } else if constexpr (kLog == 2) {
-    if constexpr (kHalf) {
-      forward4_half(x[0], x[1], x[2], x[3], n.iw(0, 0), m);
-    } else if constexpr (kUnit) {
-      forward4_unit(x[0], x[1], x[2], x[3], n.iw(0, 0), m);
-    } else {
-      forward_child(x[0], x[1], x[2], x[3], n, 0, 0, m);
-    }
   } else if constexpr (kLog == 3) {
     for (unsigned i = 0; i < 4; ++i) {
       if constexpr (kHalf) {
@@ -242,12 +234,6 @@ inline void inverse_points(V* x, const Node& n, const Mod& m) {
     const V sum = x[0] + x[1], difference = x[0] - x[1];
     x[0] = m.reduce(sum);
     x[1] = kUnit ? m.reduce(difference) : m.mul(difference, V::all(n.tree->half));
-  } else if constexpr (kLog == 2) {
-    if constexpr (kUnit) {
-      inverse4_unit(x[0], x[1], x[2], x[3], n.iw(0, 0), m);
-    } else {
-      inverse_child(x[0], x[1], x[2], x[3], n, 0, 0, m);
-    }
   } else if constexpr (kLog == 3) {
     if constexpr (kUnit) {
       inverse4_unit(x[0], x[1], x[2], x[3], n.iw(0, 0), m);
@@ -291,20 +277,56 @@ struct Place {
   Place part(std::size_t i) const { return {x + i * step, step}; }
 };
 
-/// One node over `n` columns.
+/// One radix-4 node over two vectors of columns.
+template <Kind kKind, bool kForward>
+inline void quad_points(Pair q[4], const Node& n, const Mod& m) {
+  const Pair iw = twice(n.iw(0, 0));
+  if constexpr (kKind == Kind::kGeneral) {
+    const Pair w2 = twice(n.w2(0, 0)), w = twice(n.w(0, 0));
+    if constexpr (kForward) {
+      forward4(q[0], q[1], q[2], q[3], w2, w, iw, m);
+    } else {
+      inverse4(q[0], q[1], q[2], q[3], w2, w, iw, m);
+    }
+  } else if constexpr (!kForward) {
+    inverse4_unit(q[0], q[1], q[2], q[3], iw, m);
+  } else if constexpr (kKind == Kind::kUnit) {
+    forward4_unit(q[0], q[1], q[2], q[3], iw, m);
+  } else {
+    forward4_half(q[0], q[1], q[2], q[3], iw, m);
+  }
+}
+
+/// One node over `n` columns, a multiple of 16.
 template <unsigned kLog, Kind kKind, bool kForward>
 void pass(Place in, Place out, std::size_t n, const Node& node, const Mod& m) {
   constexpr unsigned kPoints = 1u << kLog;
   constexpr unsigned kRead = kForward && kKind == Kind::kHalf ? kPoints / 2 : kPoints;
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    V x[kPoints];
-    for (unsigned k = 0; k < kRead; ++k) x[k] = V::load(in.x + k * in.step + i);
-    if constexpr (kForward) {
-      forward_points<kLog, kKind>(x, node, m);
-    } else {
-      inverse_points<kLog, kKind>(x, node, m);
+  if constexpr (kLog == 2) {
+    for (std::size_t i = 0; i < n; i += 2 * V::kLanes) {
+      Pair q[4];
+      for (unsigned k = 0; k < kRead; ++k) {
+        const double* const from = in.x + k * in.step + i;
+        q[k] = {V::load(from), V::load(from + V::kLanes)};
+      }
+      quad_points<kKind, kForward>(q, node, m);
+      for (unsigned k = 0; k < kPoints; ++k) {
+        double* const to = out.x + k * out.step + i;
+        q[k].a.store(to);
+        q[k].b.store(to + V::kLanes);
+      }
     }
-    for (unsigned k = 0; k < kPoints; ++k) x[k].store(out.x + k * out.step + i);
+  } else {
+    for (std::size_t i = 0; i < n; i += V::kLanes) {
+      V x[kPoints];
+      for (unsigned k = 0; k < kRead; ++k) x[k] = V::load(in.x + k * in.step + i);
+      if constexpr (kForward) {
+        forward_points<kLog, kKind>(x, node, m);
+      } else {
+        inverse_points<kLog, kKind>(x, node, m);
+      }
+      for (unsigned k = 0; k < kPoints; ++k) x[k].store(out.x + k * out.step + i);
+    }
   }
 }
 
@@ -312,7 +334,7 @@ void pass(Place in, Place out, std::size_t n, const Node& node, const Mod& m) {
 template <unsigned kOdd>
 using Parts = unsigned[kOdd];
 
-/// Three parts of `n` doubles. |x| < 2p or so; the results are reduced.
+/// Three parts of `n` doubles. |x| < 2p; the results are reduced.
 inline void radix3(Place in, Place out, const Parts<3>& part, std::size_t n, const OddRoots& roots,
                    const Mod& m) {
   const V half3 = V::all(roots.half3), sine3 = V::all(roots.sine3);
@@ -341,7 +363,8 @@ inline void radix5(Place in, Place out, const Parts<5>& part, std::size_t n, con
     const V even2 = base + m.mul(sum1, c2) + m.mul(sum2, c1);
     const V odd1 = m.mul(difference1, s1) + m.mul(difference2, s2);
     const V odd2 = m.mul(difference1, s2) - m.mul(difference2, s1);
-    m.reduce(x[0] + sum1 + sum2).store(out.part(part[0]).x + i);
+    // Five times 2p would be too much for a double.
+    m.reduce(base + m.reduce(sum1) + sum2).store(out.part(part[0]).x + i);
     m.reduce(even1 + odd1).store(out.part(part[1]).x + i);
     m.reduce(even1 - odd1).store(out.part(part[4]).x + i);
     m.reduce(even2 + odd2).store(out.part(part[2]).x + i);
@@ -479,7 +502,7 @@ void transform_columns(double* x, std::size_t width, std::size_t filled, double*
     double* const part = x + q * parts.step;
     if (log < 2 || !is_unit(tree)) {
       walk.template root<Kind::kGeneral>(part, log);
-    } else if (kForward && odd == 1 && 2 * filled <= std::size_t{1} << log) {
+    } else if (kForward && reads_half(odd, log, filled)) {
       walk.template root<Kind::kHalf>(part, log);
     } else {
       walk.template root<Kind::kUnit>(part, log);
@@ -487,15 +510,6 @@ void transform_columns(double* x, std::size_t width, std::size_t filled, double*
   }
   if (!kForward && odd > 1)
     odd_pass(log == 0 ? far : parts, parts, width << log, odd, columns->roots, m);
-}
-
-void multiply(double* a, const double* b, std::size_t n, double factor, Modulus modulus) {
-  const Mod m(modulus);
-  const V f = V::all(factor);
-  for (std::size_t i = 0; i < n; i += V::kLanes) {
-    const V y = m.mul(V::load(b + i), f);
-    m.mul(V::load(a + i), y).store(a + i);
-  }
 }
 
 /// to[0, n) = from[0, n) * s. |from| < 2p; n is any number.

@@ -23,7 +23,7 @@ constexpr unsigned count_lengths() {
 }
 constexpr unsigned kLengths = count_lengths();
 /// Doubles of one prime's strip that stay in the second-level cache next to those of the others.
-constexpr std::size_t kStripDoubles = std::size_t{1} << 15;
+constexpr std::size_t kStripDoubles = std::size_t{1} << 16;
 constexpr std::size_t kMinWidth = 16, kMaxWidth = 64;
 /// Doubles by which rows are longer than a power of two.
 constexpr std::size_t kRowPadding = 8;
@@ -59,9 +59,8 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 /// digits of 64 bits: transforms of one row, 2^6 points and longer, and of many, by doublings from
 /// 2^8 points.
 constexpr double kOneRow[] = {40, 22, 13, 8.8, 6.8, 6.1, 5.8, 5.8, 6.1};
-constexpr double kManyRows[] = {11.0, 9.5,  8.5,  7.5,  6.9,  6.8,  6.9,  7.1,  7.7,
-                                8.9,  10.2, 11.7, 12.0, 12.5, 13.0, 14.0, 15.0, 16.0,
-                                17.0, 17.5, 18.0, 18.5, 19.0, 19.5, 20.0};
+constexpr double kManyRows[] = {11.0, 9.5,  8.5,  7.5,  6.9,  6.8,  6.9,  7.1,  7.7,  8.9,
+                                10.2, 11.7, 12.0, 12.4, 12.8, 13.4, 15.0, 19.0, 24.0, 27.0};
 /// What longer digits and odd lengths add to that.
 constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 0.9, 1.5, 1.2};
 constexpr double kOddExtra[4] = {0, 0, 0.1, 0.5};

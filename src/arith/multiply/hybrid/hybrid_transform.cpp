@@ -21,6 +21,15 @@ std::size_t reversed(std::size_t x, unsigned bits) {
   return result;
 }
 
+/// Has so many doubles fetched: the rows of a strip are too far apart for the processor to foresee.
+/// May reach past the end.
+template <bool kWrite, typename T>
+void prefetch(const T* x, std::size_t doubles) {
+  const char* const bytes = reinterpret_cast<const char*>(x);
+  for (std::size_t i = 0; i < doubles * sizeof(double); i += 64)
+    __builtin_prefetch(bytes + i, kWrite, 2);
+}
+
 /// out[0, count) += carry * 2^(32 position). What passes the end is lost, or comes back at the
 /// start where the number is cyclic.
 void add_carry(Word* out, std::size_t count, std::size_t position, const Carry& carry,
@@ -195,10 +204,17 @@ void Transform::load_strip(unsigned k, double* plane, const Word* words, std::si
                            std::size_t column, double* strip) const {
   const std::size_t rows = plan_.rows(), width = plan_.width;
   std::size_t filled = 0;
+  const auto first_word = [&](std::size_t row) {
+    return plan_.word_of((row << plan_.log_cols) + column);
+  };
+  // A signed digit may carry into the next one.
+  while (filled < rows && first_word(filled) < count + 2) ++filled;
+  const std::size_t read = reads_half(plan_.odd, plan_.log_rows, filled) ? rows / 2 : rows;
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::size_t at = plan_.word_of((row << plan_.log_cols) + column);
-    load_digits(k, strip + row * width, width, words, at, count);
-    if (at < count + 2) filled = row + 1;  // a signed digit may carry into the next
+    const std::size_t at = first_word(row);
+    if (row < read) load_digits(k, strip + row * width, width, words, at, count);
+    prefetch<true>(plane + row * plan_.stride + column, width);
+    if (at < count) prefetch<false>(words + at + plan_.word_of(width), plan_.word_of(width) / 2);
   }
   const Columns c = columns(k, kForward);
   kernels_.forward_columns(strip, width, filled, plane + column, plan_.stride, &c, field(k).mod);
@@ -241,7 +257,7 @@ void Transform::multiply_row(unsigned k, std::size_t row, double* target, const 
   double* const x = target_is_needed ? slot.row : target + at;
   for (std::size_t i = 0; i < count; ++i) {
     const PlaneTerm& t = terms[i];
-    const auto product = i == 0 ? kernels_.multiply_to : kernels_.multiply_add;
+    const auto product = i == 0 ? kernels_.multiply : kernels_.multiply_add;
     product(x, t.a + at, t.b + at, cols, t.negative ? -factor : factor, mod);
   }
   // The first point of the first row is where the transform is the sum of all coefficients: what
@@ -293,6 +309,8 @@ void Transform::store_strip(Word* out, std::size_t count, double* const* planes,
   for (std::size_t row = 0; row < rows; ++row) {
     const double* r[kMaxPrimes];
     for (unsigned k = 0; k < plan_.primes; ++k) r[k] = slot.strips + (k * rows + row) * width;
+    for (unsigned k = 0; k < plan_.primes; ++k)
+      prefetch<false>(planes[k] + row * plan_.stride + column + width, width);
     store_digits(out, count, (row << plan_.log_cols) + column, r, width, &carries[row]);
     if (wraps && row + 1 == rows) count_wraps(r, width, wraps);
   }
