@@ -378,6 +378,10 @@ double BigFloat::to_double(std::int64_t* exponent) const {
   return sign ? value : -value;
 }
 
+BigFloat carve_float(AlignedBufferC& memory, std::size_t words) {
+  return BigFloat(memory.carve<Word>(words), static_cast<std::uint32_t>(words));
+}
+
 int compare_magnitude(const BigFloat& a, const BigFloat& b) {
   if (a.is_zero() || b.is_zero()) return static_cast<int>(!a.is_zero()) - !b.is_zero();
   if (a.mag() != b.mag()) return a.mag() < b.mag() ? -1 : 1;

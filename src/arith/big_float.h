@@ -98,6 +98,9 @@ class BigFloat {
   std::uint32_t buffer_size = 0;
 };
 
+/// A zero with room for `words` words, taken off `memory`.
+BigFloat carve_float(AlignedBufferC& memory, std::size_t words);
+
 /// -1, 0 or 1 as |a| is below, equal to or above |b|.
 int compare_magnitude(const BigFloat& a, const BigFloat& b);
 

@@ -13,6 +13,9 @@ namespace numforge::Formulas {
 namespace {
 
 using nmp::BasicInt;
+using nmp::BinarySplitting::CommonFactors;
+using nmp::BinarySplitting::CubicTerms;
+using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::log2_product;
 using nmp::BinarySplitting::RangeBits;
 using nmp::BinarySplitting::Residues;
@@ -61,6 +64,8 @@ void Pi_Chudnovsky_BSR_End_PR2(BasicInt& P, BasicInt& R, std::uint64_t k) {
   R.set_BasicInt(next);
 }
 
+constexpr CubicTerms kTerms = {{{{6, 5}, {2, 1}, {6, 1}}}, kC, kA, kB, true};
+
 class SeriesPiChudnovsky : public Series {
  public:
   explicit SeriesPiChudnovsky(std::size_t p) {
@@ -89,12 +94,20 @@ class SeriesPiChudnovsky : public Series {
     term.P_positive = false;
     term.R_positive = true;
   }
+  const CommonFactors* factors() const override { return &factors_; }
+  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+    cubic_leaf(kTerms, factors_, a, b, leaf);
+    return true;
+  }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;
     const std::uint64_t r = negate(multiply(multiply(6 * k - 5, 2 * k - 1), 6 * k - 1));
     const std::uint64_t q = multiply(multiply(kC, k), multiply(k, k));
     return {multiply(kA + kB * k, r), q, r};
   }
+
+ private:
+  CommonFactors factors_{kTerms.forms};
 };
 
 }  // namespace

@@ -12,6 +12,9 @@ namespace numforge::Formulas {
 namespace {
 
 using nmp::BasicInt;
+using nmp::BinarySplitting::CommonFactors;
+using nmp::BinarySplitting::CubicTerms;
+using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::log2_product;
 using nmp::BinarySplitting::RangeBits;
 using nmp::BinarySplitting::Residues;
@@ -61,6 +64,8 @@ void Pi_Ramanujan_BSR_End_P2(BasicInt& P, std::uint64_t k) {
   P.mul_u64(4 * k - 1);
 }
 
+constexpr CubicTerms kTerms = {{{{4, 3}, {2, 1}, {4, 1}}}, kC, kA, kB, false};
+
 class SeriesPiRamanujan : public Series {
  public:
   explicit SeriesPiRamanujan(std::size_t p) {
@@ -88,12 +93,20 @@ class SeriesPiRamanujan : public Series {
     Pi_Ramanujan_BSR_End_Q2(term.Q, k);
     Pi_Ramanujan_BSR_End_R2(term.R, k);
   }
+  const CommonFactors* factors() const override { return &factors_; }
+  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+    cubic_leaf(kTerms, factors_, a, b, leaf);
+    return true;
+  }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;
     const std::uint64_t r = multiply(multiply(4 * k - 3, 2 * k - 1), 4 * k - 1);
     const std::uint64_t q = multiply(multiply(kC, k), multiply(k, k));
     return {multiply(kA + kB * k, r), q, r};
   }
+
+ private:
+  CommonFactors factors_{kTerms.forms};
 };
 
 }  // namespace

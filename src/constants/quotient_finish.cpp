@@ -13,13 +13,10 @@ namespace {
 
 using nmp::AlignedBufferC;
 using nmp::BigFloat;
+using nmp::carve_float;
 using nmp::carved_bytes;
 using nmp::Word;
 using nmp::BinarySplitting::CommonP2B3::PSR_SeriesS;
-
-BigFloat carve_float(AlignedBufferC& scratch, std::size_t words) {
-  return BigFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
-}
 
 /// Words of a full product at precision q, formed in its own buffer.
 std::size_t full_product_words(std::size_t q) { return 2 * (q + nmp::kExtraPrecision); }

@@ -66,7 +66,7 @@ class FloatWriterB {
   void check_range() const;
   void check_precision(std::size_t precision) const;
   void copy_fraction(Word* target, std::uint64_t first, std::size_t count) const;
-  std::uint64_t hash_of_blocks(const Word* blocks) const;
+  std::uint64_t hash_of_blocks(Context& context, const Word* blocks) const;
   std::uint64_t hash_of_nibbles() const;
   std::uint64_t hash_of_product(Context& context, Progress* progress, AlignedBufferC scratch) const;
   void expand(const Word* blocks, std::uint64_t first_unit, std::size_t units,

@@ -110,7 +110,7 @@ void FloatWriterB::write(Context& context, Progress* progress, DigitSink* sink,
   }
   const std::uint64_t expected = radix_ == 16     ? hash_of_nibbles()
                                  : verified_hash_ ? *verified_hash_
-                                                  : hash_of_blocks(blocks);
+                                                  : hash_of_blocks(context, blocks);
   if (record.hash() != expected)
     throw AlgorithmFailedException("FloatWriterB::convert()", "Checksum Mismatch");
 }

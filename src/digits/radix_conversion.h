@@ -47,7 +47,9 @@ std::size_t convert_scratch(const Context& context, const Split& split);
 ///           "Mismatching exponents." where a fault has spoilt the words.
 /// Progress  advance() as digits are finished; may be null.
 /// Threads   The same digits for any context.
-/// Cost      About 0.7 M(n) word operations per level, M(n) being one product of the whole length.
+/// Cost      Two transforms of 0.85 n words per level, n being those of the whole fraction.
+/// Memory    Transforms of a fraction and a power of the top level, or for each thread those of its
+///           subtrees, whichever is more.
 void convert_T(Context& context, const Split& split, const PowerTable& powers, Word* node,
                Progress* progress, AlignedBufferC scratch);
 

@@ -38,8 +38,8 @@ struct Power {
   std::uint64_t exponent = 0;
 };
 
-/// One power per level of the tree, each the square of the one below it. Owns no memory; kept apart
-/// from the conversion so that transforms of the powers can live beside them.
+/// One power per level of the tree, each the square of the one below it. Owns no memory. Transforms
+/// of the powers are made where they are used (radix_product.h).
 class PowerTable {
  public:
   static constexpr unsigned kMaxLevels = 40;

@@ -7,15 +7,18 @@
 
 #include "arith/hash61.h"
 #include "arith/multiply/algorithm_table.h"
-#include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
+#include "parallel/context.h"
+#include "series/last_merge.h"
+#include "series/recurrence.h"
+#include "series/reduce.h"
+#include "series/subtree_tasks.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
 
 constexpr std::uint64_t kTermsFloor = 100;
-constexpr std::uint64_t kTermsPerPoll = 1 << 20;
 constexpr std::size_t kPlanWarning = 10000;
 /// Room above a finished sum for its coefficients, and for a P far smaller than Q.
 constexpr std::size_t kFinishWords = 16;
@@ -31,14 +34,6 @@ std::uint64_t magnitude(std::int64_t x) {
 
 ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
   return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
-}
-
-/// target = a * b, cut to `kept` words. `product` is room for the whole.
-void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, const ExactFloat& b,
-                   std::size_t kept, ExactFloat& product, AlignedBufferC scratch) {
-  product.set_mul(context, a, b, scratch);
-  product.truncate(kept);
-  target.set_ExactFloat(product);
 }
 
 /// x *= by, in place.
@@ -66,46 +61,13 @@ void adopt(BigFloat& result, const ExactFloat& x, std::size_t target) {
 
 /// The residue must be right both as the operations carried it and in the words themselves.
 void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
-  const std::uint64_t actual = x.computed_hash();
-  if (x.hash == expected && actual == expected) return;
-  console::print_line('R', "Modular Redundancy Check Failed");
-  throw BSRModularCheckFailedException("BinarySplitting::CommonP2B3::PSR_BlockS::run()", expected,
-                                       actual, {range.P.hash, range.Q.hash, range.R.hash});
+  for (const std::uint64_t residue : {x.hash, x.computed_hash()}) {
+    const std::uint64_t actual = hash61::multiply(residue, range.dropped);
+    if (actual != expected) fail_modular_check(range, expected, actual);
+  }
 }
 
 }  // namespace
-
-Range carve_range(AlignedBufferC& scratch, const Sizing::Words& words) {
-  Range range;
-  range.P = carve_number(scratch, words.P);
-  range.Q = carve_number(scratch, words.Q);
-  range.R = carve_number(scratch, words.R);
-  return range;
-}
-
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
-           AlignedBufferC scratch) {
-  const std::size_t longest = std::max({left.P.L + right.Q.L, left.R.L + right.P.L,
-                                        left.Q.L + right.Q.L, needs_R ? left.R.L + right.R.L : 0u});
-  ExactFloat product = carve_number(scratch, longest);
-
-  multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
-  // The second summand is the smaller one; its words below the first one's are not wanted where
-  // the first one was truncated.
-  ExactFloat r = left.R, p = right.P;
-  if (left.P.L >= kept && !left.P.is_zero()) {
-    const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
-    r.truncate(static_cast<std::size_t>(wanted));
-    p.truncate(static_cast<std::size_t>(wanted));
-  }
-  product.set_mul(context, r, p, scratch);
-  if (left.P.L >= kept) product.truncate_below(left.P.exp);
-  left.P.add_ip(context, product);
-  left.P.truncate(kept);
-
-  multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
-  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
-}
 
 double SeriesRun::work_total() const {
   const double n = static_cast<double>(series.terms);
@@ -113,17 +75,31 @@ double SeriesRun::work_total() const {
 }
 
 void SeriesRun::report(std::uint64_t terms_done, double levels) {
-  work_done += static_cast<double>(terms_done) * levels;
-  progress.advance(std::min(1.0, work_done / work_total()));
+  const double work = static_cast<double>(terms_done) * levels;
+  const double done = work_done.fetch_add(work) + work;
+  if (std::this_thread::get_id() == owner) progress.advance(std::min(1.0, done / work_total()));
+}
+
+void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
+                     AlignedBufferC scratch) {
+  if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
+    drop_common(*common, left, right, cut.a, cut.m, cut.b);
+  merge(context, left, right, needs_R, sizing.kept(), scratch);
 }
 
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                          bool needs_R, AlignedBufferC scratch) {
   if (!run_.sizing.is_end(a, b)) return false;
+  Leaf leaf;
+  if (run_.sizing.factors() && run_.series.leaf(a, b, leaf)) {
+    set_leaf(result, leaf);
+    return true;
+  }
   const bool pairs = scratch.bytes() >= run_.sizing.end_bytes(true);
   if (!pairs && scratch.bytes() < run_.sizing.end_bytes(false)) return false;
   const std::size_t step = pairs ? Term::kWords : Term::kWords / 2;
   Range next = carve_range(scratch, {step, step, step});
+  result.dropped = 1;
   Term term;
   for (std::uint64_t k = a + 1; k <= b;) {
     const bool two = pairs && k < b;
@@ -140,6 +116,17 @@ bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::
   return true;
 }
 
+/// Tells whether it did; otherwise the range is too short or the scratch is.
+bool BSR_BlockS::sum_in_tasks(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
+                              bool needs_R, unsigned tds, AlignedBufferC scratch) {
+  SubtreeTasks tasks(context, run_, a, b, needs_R, tds);
+  if (!tasks.can_run() || tasks.scratch_bytes() > scratch.bytes()) return false;
+  run_.progress.trail('T', ":");
+  tasks.run(result, scratch);
+  run_.progress.untrail(1);
+  return true;
+}
+
 void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                        bool needs_R, unsigned tds, AlignedBufferC scratch) {
   static const char* const kName = "BinarySplitting::CommonP2B3::BSR_BlockS::BSR_S()";
@@ -147,13 +134,15 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   if (tds > run_.plan.tds)
     throw InvalidParametersException(kName,
                                      "Attempted to run with a larger tds than the plan supports.");
+  const bool long_range = is_reported(b - a, run_.series.terms);
+  if (tds > 1 && long_range && sum_in_tasks(context, result, a, b, needs_R, tds, scratch)) return;
   if (BSR_End(context, result, a, b, needs_R, scratch)) return;
   if (b - a < kTermsFloor && scratch.bytes() < run_.sizing.scratch_bytes(a, b, needs_R))
     throw LimitExceededException(kName, "Unable to fit even 100 terms in memory.", b - a);
 
   const std::uint64_t m = run_.series.split(a, b);
-  const bool reported = is_reported(b - a, run_.series.terms);
-  if (reported) throw_if_interrupted();
+  if (long_range) throw_if_interrupted();
+  const bool reported = long_range && trail_ == Trail::kShown;
   const auto sum_half = [&](Range& half, bool is_left) {
     const std::uint64_t first = is_left ? a : m, last = is_left ? m : b;
     const bool half_needs_R = is_left || needs_R;
@@ -169,7 +158,7 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   sum_half(result, true);
   Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
   sum_half(right, false);
-  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  run_.join(context, result, right, {a, m, b}, needs_R, scratch);
   if (reported) run_.report(b - a, 1);
 }
 
@@ -177,14 +166,7 @@ void PSR_BlockS::run(Context& context, Range& result, const Block& block, bool n
                      AlignedBufferC scratch) {
   BSR_BlockS(run_).BSR_S(context, result, block.a, block.b, needs_R, run_.plan.tds, scratch);
 
-  Residues expected;
-  for (std::uint64_t k = block.a + 1; k <= block.b; ++k) {
-    if (k % kTermsPerPoll == 0) throw_if_interrupted();
-    const Residues t = run_.series.residues(k);
-    expected.P = hash61::add(hash61::multiply(expected.P, t.Q), hash61::multiply(expected.R, t.P));
-    expected.Q = hash61::multiply(expected.Q, t.Q);
-    expected.R = hash61::multiply(expected.R, t.R);
-  }
+  const Residues expected = range_residues(context, run_.series, block.a, block.b);
   check_residue(result, result.P, expected.P);
   check_residue(result, result.Q, expected.Q);
   if (needs_R) check_residue(result, result.R, expected.R);
@@ -206,9 +188,15 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   run(context, result, first, middle, true, scratch);
   run_.progress.untrail(1);
   run_.progress.trail('G', "1");
-  Range right = carve_range(scratch, run_.sizing.result(m, b, needs_R));
+  const Words words = run_.sizing.result(m, b, needs_R);
+  AlignedBufferC behind_Q = scratch;
+  (void)behind_Q.carve<Word>(words.Q);
+  Range right = carve_range(scratch, words);
   run(context, right, middle, last, needs_R, scratch);
-  merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+  if (run_.sizing.is_last_merge(a, m, b, needs_R))
+    merge_last(context, result, right, run_.sizing.kept(), behind_Q, scratch);
+  else
+    merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
   run_.progress.untrail(1);
   run_.report(b - a, 1);
 }
@@ -216,6 +204,7 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
 PSR_SeriesS::PSR_SeriesS(Context& context, const Series& series, std::size_t target)
     : context_(context), series_(series), target_(target), sizing_(context, series, target) {
   plan_.size = series.terms;
+  plan_.tds = context.threads.threads();
   build_plan(0, series.terms);
 }
 

@@ -15,98 +15,33 @@
 //      a tree of depth d is off by less than 4 d such units.
 //  (3) The blocks of the plan are exact, and each is compared with the series' recurrence modulo
 //      2^61 - 1.
+//  (4) Where the scratch of the longest merge has room for it, a range is summed in parallel tasks
+//      (subtree_tasks.h); above, threads share each product. So more threads take no more memory.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "arith/big_float.h"
 #include "arith/context.h"
-#include "arith/exact_float.h"
 #include "foundation/progress.h"
 #include "memory/aligned_buffer.h"
+#include "series/merge.h"
 #include "series/series.h"
+#include "series/series_run.h"
+#include "series/sizing.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
-
-/// The three products of a range, over storage of the caller.
-struct Range {
-  ExactFloat P, Q, R;
-};
-
-/// One block of the plan: the terms a+1..b.
-struct Block {
-  std::uint64_t a, b;
-  double cost;  ///< estimated bits of Q
-};
-
-struct Plan {
-  std::vector<Block> blocks;
-  std::uint64_t size = 0;  ///< terms it was built for
-  unsigned tds = 1;        ///< parallel tasks it was built for
-};
-
-/// Sizes of a series run. All take the target precision in words.
-class Sizing {
- public:
-  Sizing(const Context& context, const Series& series, std::size_t target)
-      : context_(context), series_(series), target_(target) {}
-
-  /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
-  /// half only, which the merge reads.
-  struct Words {
-    std::size_t P, Q, R;
-    std::size_t bytes() const;
-  };
-  Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
-  /// Bytes of scratch for summing a range, its result not included.
-  std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R) const;
-  /// Bytes of scratch for an end case, in steps of two terms or of one.
-  std::size_t end_bytes(bool pairs) const;
-  /// True where the range is short enough for an end case.
-  bool is_end(std::uint64_t a, std::uint64_t b) const;
-  /// True where no product of the range is truncated.
-  bool is_exact(std::uint64_t a, std::uint64_t b) const;
-  /// Words that a truncated product keeps.
-  std::size_t kept() const;
-
- private:
-  std::size_t merge_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const;
-  std::size_t scratch_bytes(std::uint64_t a, std::uint64_t b, bool needs_R, int depth) const;
-
-  const Context& context_;
-  const Series& series_;
-  std::size_t target_;
-};
-
-/// Cuts a range's storage from scratch.
-Range carve_range(AlignedBufferC& scratch, const Sizing::Words& words);
-
-/// left = left merged with right. `left`'s buffers must hold the result; products are cut to `kept`
-/// words. Scratch for the largest product and its multiplication.
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
-           AlignedBufferC scratch);
-
-/// What the layers of one series run share.
-struct SeriesRun {
-  const Series& series;
-  const Sizing& sizing;
-  const Plan& plan;
-  Progress& progress;
-  double work_done = 0;  ///< in terms times levels of recursion
-
-  double work_total() const;
-  /// Shows a finished merge (one level) or a finished range of several levels.
-  void report(std::uint64_t terms_done, double levels);
-};
 
 /// Sums one block by recursion.
 class BSR_BlockS {
  public:
-  explicit BSR_BlockS(SeriesRun& run) : run_(run) {}
+  /// Only the thread that owns the run's progress may show a trail.
+  enum class Trail { kShown, kHidden };
+  explicit BSR_BlockS(SeriesRun& run, Trail trail = Trail::kShown) : run_(run), trail_(trail) {}
 
   /// result = the products of the terms a+1..b. `result` has the room that Sizing::result says.
+  /// With `tds` > 1, ranges that are worth it are summed in as many tasks at a time.
   /// Throws InvalidParametersException "Size exceeded for plan." and "Attempted to run with a
   /// larger tds than the plan supports.", and LimitExceededException "Unable to fit even 100 terms
   /// in memory." when scratch is hopelessly small.
@@ -118,7 +53,11 @@ class BSR_BlockS {
                AlignedBufferC scratch);
 
  private:
+  bool sum_in_tasks(Context& context, Range& result, std::uint64_t a, std::uint64_t b, bool needs_R,
+                    unsigned tds, AlignedBufferC scratch);
+
   SeriesRun& run_;
+  Trail trail_;
 };
 
 /// Sums one block of the plan and checks it.

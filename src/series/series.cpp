@@ -24,15 +24,22 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
 }
 
 std::uint64_t Series::split(std::uint64_t a, std::uint64_t b) const {
+  const CommonFactors* const common = factors();
+  const auto aligned = [&](std::uint64_t m) {
+    return common ? CommonFactors::aligned_cut(a, m, b) : m;
+  };
   std::uint64_t m = a + (b - a) / 2;
-  if (b - a <= 4096) return m;
+  if (b - a <= 4096) return aligned(m);
   // Later terms are longer, so the middle by size lies right of the middle by count.
-  const double half = range_bits(a, b).Q / 2;
+  const auto size = [&](std::uint64_t last) {
+    return range_bits(a, last).Q - (common ? common->least_dropped_bits(a, last) : 0);
+  };
+  const double half = size(b) / 2;
   for (std::uint64_t low = m, high = b - 1; high - low > (b - a) / 256;) {
     m = low + (high - low) / 2;
-    (range_bits(a, m).Q < half ? low : high) = m;
+    (size(m) < half ? low : high) = m;
   }
-  return m;
+  return aligned(m);
 }
 
 }  // namespace nmp::BinarySplitting

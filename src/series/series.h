@@ -15,6 +15,8 @@
 #include <cstdint>
 
 #include "arith/basic_int.h"
+#include "series/factors.h"
+#include "series/leaf.h"
 
 namespace nmp::BinarySplitting {
 
@@ -56,13 +58,21 @@ class Series {
   std::int64_t coefQ = 0;  ///< zero: the series has no Q term
   std::uint64_t coefD = 1;
 
-  /// Bounds for the terms a+1..b, a < b. Never below the true sizes.
+  /// Bounds for the terms a+1..b, a < b, no factors dropped. Never below the true sizes.
   virtual RangeBits range_bits(std::uint64_t a, std::uint64_t b) const = 0;
-  /// Where to cut the range: a < m < b, so that both halves are about equally large.
+  /// Where to cut the range: a < m < b, so that both halves are about equally large and, where
+  /// factors are dropped, consist of whole blocks.
   virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
   /// Term k alone, and terms k and k + 1 together.
   virtual void end_case_1(std::uint64_t k, Term& term) const = 0;
   virtual void end_case_2(std::uint64_t k, Term& term) const = 0;
+  /// The common factors of R and Q of adjacent ranges, or null: then merges drop none.
+  virtual const CommonFactors* factors() const { return nullptr; }
+  /// The products of the terms a+1..b, b - a <= Leaf::kMostTerms, if the series has straight code
+  /// for them. It drops the factors that merges of these terms would have dropped.
+  virtual bool leaf(std::uint64_t /*a*/, std::uint64_t /*b*/, Leaf& /*leaf*/) const {
+    return false;
+  }
   /// Term k modulo 2^61 - 1, from its polynomials alone: shares no code with the big numbers.
   virtual Residues residues(std::uint64_t k) const = 0;
 };

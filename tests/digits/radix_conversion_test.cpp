@@ -1,8 +1,9 @@
 // What must hold, most general first:
 //   1. the promise of convert_T against the schoolbook method at every size, whatever the operand;
 //   2. digit boundaries at every split, where one half must carry into the other;
-//   3. the same words for any number of threads, with just the scratch that was asked for;
-//   4. spoilt words are noticed.
+//   3. the same words for any transform, whatever it wraps around at and by which sign;
+//   4. the same words for any number of threads, with just the scratch that was asked for;
+//   5. spoilt words are noticed.
 
 #include "digits/radix_conversion.h"
 
@@ -12,6 +13,8 @@
 
 #include "digits/radix_basecase.h"
 #include "digits/radix_oracle.h"
+#include "digits/radix_product.h"
+#include "digits/word_spectra.h"
 #include "support/arithmetic.h"
 #include "support/console_io.h"
 #include "support/faults.h"
@@ -86,15 +89,71 @@ TEST_F(RadixConversion, KeepsItsPromiseAtAnySize) {
 }
 
 TEST_F(RadixConversion, GivesTheSameForAnyThreads) {
-  // The longer one has products that the threads share above those that each makes for itself.
-  for (const auto& [digits, threads] : {std::pair{60000u, 2u}, {60000u, 8u}, {1500000u, 3u}}) {
+  // The longest has products that the threads share above those that each makes for itself; of the
+  // shortest there is less than one leaf for each.
+  for (std::uint64_t digits : {2000u, 60000u, 1500000u}) {
     const Tree tree(context_, digits);
     const Words fraction = rng_.words(tree.words());
-    test::Threads framework(threads);
-    Context several{framework, context_.products};
-    EXPECT_EQ(Tree(several, digits).digits(fraction), tree.digits(fraction)) << digits;
+    const Words expected = tree.digits(fraction);
     EXPECT_THROW(tree.digits(fraction, 2), BufferTooSmallException);
+    for (unsigned threads : {2, 3, 7}) {
+      test::Threads framework(threads);
+      Context several{framework, context_.products};
+      EXPECT_EQ(Tree(several, digits).digits(fraction), expected) << digits << ", " << threads;
+    }
   }
+}
+
+TEST_F(RadixConversion, GivesTheSameForAnyTransform) {
+  for (std::size_t i = 0; i < test::reps(40); ++i) {
+    test::WithWordSpectra with(i % 2 == 0 ? 1 : -1, rng_.below(3) * rng_.size(500));
+    const std::uint64_t digits = 2000 + rng_.size(i < 2 ? 100000 : 20000);
+    const Tree tree(context_, digits), other(with.context, digits);
+    Words fraction(tree.words());
+    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    with.algorithm.whole_products = 0;
+    ASSERT_EQ(other.digits(fraction), tree.digits(fraction)) << digits;
+    EXPECT_EQ(with.algorithm.whole_products, 0u);
+    with.context.longest_product = 500 + rng_.below(2000);  // longer ones are made from pieces
+    ASSERT_EQ(Tree(with.context, digits).digits(fraction), tree.digits(fraction)) << digits;
+    fraction = rng_.words(tree.words());  // with runs that look like a carry
+    ASSERT_EQ(other.digits(fraction), tree.digits(fraction)) << digits;
+  }
+}
+
+// Fractions whose product, below the words that are kept, consists of ones (so that what wraps
+// around carries into them) or of zeros (so that it borrows from them).
+TEST_F(RadixConversion, WrapsAroundWithoutATrace) {
+  for (int sign : {1, -1})
+    for (std::size_t surplus : {0, 1, 7}) {
+      test::WithWordSpectra with(sign, surplus);
+      const Tree tree(context_, 7000);
+      const unsigned level = tree.split.levels;
+      const Window window(tree.split, level);
+      const Power& power = tree.powers.for_level(tree.split, level);
+      FencedScratch memory(RightHalves::bytes(with.context, tree.split, level) +
+                           RightHalves::node_bytes(with.context, tree.split, level));
+      AlignedBufferC rest = memory.buffer();
+      RightHalves right_halves(with.context, tree.split, level, power, rest);
+      for (Word fill : {0u, ~0u})
+        for (std::size_t ones_from : {std::size_t{0}, window.guard - 2, window.guard + 1}) {
+          Words product = rng_.words(window.operand);
+          for (std::size_t i = ones_from; i < window.guard + 1; ++i) product[i] = fill;
+          const unsigned bits = window.first_bit % kWordBits;
+          const Word below = (Word{1} << bits) - 1;
+          product[window.guard + 1] = (product[window.guard + 1] & ~below) | (fill & below);
+          Words fraction =
+              test::quotient_from_below(product, {power.words, power.words + power.length});
+          fraction.resize(tree.words(), ~0u);
+          Words expected(window.words), actual(window.words);
+          for (std::size_t i = 0; i < window.words; ++i)
+            expected[i] = static_cast<Word>(load_limb(&product[window.guard + 1 + i]) >> bits);
+          right_halves.take(actual.data(), right_halves.multiply(fraction.data(), rest));
+          ASSERT_EQ(actual, expected)
+              << sign << ", " << surplus << ", " << fill << ", " << ones_from;
+        }
+      EXPECT_GT(with.algorithm.whole_products, 0u);
+    }
 }
 
 // numerator / 10^place, cut to the words of the tree, is a hair below the boundary; one unit more
@@ -162,6 +221,30 @@ TEST_F(RadixConversion, NoticesSpoiltWords) {
     }
     word[3] ^= 1u << 7;
   }
+}
+
+TEST_F(RadixConversion, NoticesASpoiltTransform) {
+  const auto message_with = [&](int sign, int spoilt, int spoilt_word) -> std::string {
+    test::WithWordSpectra with(sign, 0);
+    const Tree tree(with.context, 9000);
+    Words fraction(tree.words());
+    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    with.algorithm.spoil_in = spoilt;
+    with.algorithm.spoil_word_in = spoilt_word;
+    try {
+      tree.digits(fraction);
+    } catch (const AlgorithmFailedException& failure) {
+      return failure.message().substr(0, failure.message().find('\n'));
+    }
+    return "nothing noticed";
+  };
+  // A power is transformed once for each level, before the nodes.
+  const int nodes = static_cast<int>(Split(9000).levels);
+  for (int spoilt : {0, nodes - 1, nodes, nodes + 1}) {
+    EXPECT_EQ(message_with(1, spoilt, -1), "Multiplication Failed: Checksum Mismatch");
+    EXPECT_EQ(message_with(-1, spoilt, -1), "Overlap Mismatch:");
+  }
+  EXPECT_EQ(message_with(1, -1, 2), "Multiplication Failed: Checksum Mismatch");
 }
 
 TEST(RadixPower, IsCheckedAgainstModularExponentiation) {

@@ -6,10 +6,12 @@
 #include <cmath>
 
 #include "arith/hash61.h"
+#include "series/subtree_tasks.h"
 #include "support/arithmetic.h"
 #include "support/faults.h"
 #include "support/random.h"
 #include "support/reference.h"
+#include "support/threads.h"
 
 namespace nmp::BinarySplitting {
 namespace {
@@ -35,14 +37,17 @@ class Silence : public Progress {
   double fraction = 0;
 };
 
+/// A term that must not be computed.
+struct ForbiddenTerm {};
+
 /// P(k) = (-1)^k (5k + 1), Q(k) = 7 k^2 + 100, R(k) = (-1)^k (3k - 1).
 class SampleSeries : public Series {
  public:
   explicit SampleSeries(std::uint64_t n) { terms = n; }
   RangeBits range_bits(std::uint64_t a, std::uint64_t b) const override {
-    const double last = static_cast<double>(b), n = static_cast<double>(b - a);
-    const double q = n * std::log2(7 * last * last + 100);
-    return {q + 2, q, n * std::log2(3 * last)};
+    // 7 k^2 + 100 <= 7 (k + 4)^2
+    const double q = static_cast<double>(b - a) * std::log2(7.0) + 2 * log2_product(1, 4, a, b);
+    return {q + 2, q, log2_product(3, 0, a, b)};
   }
   void end_case_1(std::uint64_t k, Term& t) const override {
     t.P.set_u64(5 * k + 1);
@@ -61,12 +66,13 @@ class SampleSeries : public Series {
     t.P_positive = k % 2 == 0;
     t.R_positive = false;
     if (k == broken_term || k + 1 == broken_term) t.P.mul_u64(3);
+    if (k == forbidden_term || k + 1 == forbidden_term) throw ForbiddenTerm();
   }
   Residues residues(std::uint64_t k) const override {
     const auto signed_value = [&](std::uint64_t x) { return k % 2 ? hash61::negate(x) : x; };
     return {signed_value(5 * k + 1), 7 * k * k + 100, signed_value(3 * k - 1)};
   }
-  std::uint64_t broken_term = 0;
+  std::uint64_t broken_term = 0, forbidden_term = 0;
 };
 
 Number number_of(std::int64_t x) {
@@ -77,13 +83,16 @@ Number number_of(std::int64_t x) {
 class CommonP2B3Test : public test::ArithmeticTest {
  protected:
   /// Sums the series at a precision of `target` words, in exactly the memory that it asks for.
-  void sum(const Series& series, std::size_t target) {
-    CommonP2B3::PSR_SeriesS run(context_, series, target);
+  void sum(const Series& series, std::size_t target) { sum(context_, series, target); }
+  void sum(Context& context, const Series& series, std::size_t target) {
+    CommonP2B3::PSR_SeriesS run(context, series, target);
     OwnedFloat n(run.result_words()), d(run.result_words());
     FencedScratch scratch(run.scratch_bytes());
     blocks = run.plan().blocks.size();
     progress.fraction = 0;
     run.run(n, d, progress, scratch.buffer());
+    stated = run.scratch_bytes();
+    touched = scratch.touched();
     EXPECT_EQ(progress.depth, 0) << "the trail is not back where it began";
     EXPECT_LE(n.L, target + kExtraPrecision);
     numerator = test::value(n);
@@ -104,7 +113,7 @@ class CommonP2B3Test : public test::ArithmeticTest {
 
   Silence progress;
   Number numerator, denominator;
-  std::size_t blocks = 0;
+  std::size_t blocks = 0, stated = 0, touched = 0;
 };
 
 TEST_F(CommonP2B3Test, ExactSumsAndCoefficients) {
@@ -153,6 +162,69 @@ TEST_F(CommonP2B3Test, ModularCheckCatchesAWrongTerm) {
     EXPECT_THROW(sum(series, 5000), BSRModularCheckFailedException) << "term " << broken;
     progress.depth = 0;
   }
+}
+
+TEST_F(CommonP2B3Test, StatesTheScratchItUses) {
+  for (const std::size_t target : {10000u, 16000u, 25000u}) {
+    SampleSeries series(25000);  // Q is 23000 words long
+    sum(series, target);
+    EXPECT_GT(static_cast<double>(touched), 0.95 * static_cast<double>(stated)) << target;
+  }
+}
+
+TEST_F(CommonP2B3Test, ThreadsGiveTheSameWords) {
+  SampleSeries series(40000);
+  for (const std::size_t target : {9000u, 60000u}) {
+    sum(series, target);
+    const Number n = numerator, d = denominator;
+    const std::size_t serial = stated;
+    for (const unsigned threads : {2u, 3u, 7u}) {
+      test::Threads pool(threads);
+      Context context{pool, context_.products};
+      sum(context, series, target);
+      EXPECT_TRUE(numerator == n && denominator == d) << threads << " threads";
+      EXPECT_LT(static_cast<double>(stated), 1.2 * static_cast<double>(serial));
+    }
+  }
+}
+
+TEST_F(CommonP2B3Test, SubtreeTasks) {
+  SampleSeries series(40000);
+  const CommonP2B3::Plan plan{{}, series.terms, 1};
+  // The terms after the fifth in exact scratch, by recursion where `threads` is 0.
+  const auto sum_range = [&](unsigned threads, bool needs_R) {
+    test::Threads pool(std::max(threads, 1u));
+    Context context{pool, context_.products};
+    const CommonP2B3::Sizing sizing(context, series, 60000);
+    CommonP2B3::SeriesRun run{series, sizing, plan, progress};
+    CommonP2B3::SubtreeTasks tasks(context, run, 5, series.terms, needs_R, threads);
+    const CommonP2B3::Words words = sizing.result(5, series.terms, needs_R);
+    const FencedScratch results(words.bytes());
+    const FencedScratch scratch(threads != 0 ? tasks.scratch_bytes()
+                                             : sizing.scratch_bytes(5, series.terms, needs_R));
+    AlignedBufferC place = results.buffer();
+    CommonP2B3::Range range = carve_range(place, words);
+    progress.fraction = 0;
+    if (threads != 0)
+      tasks.run(range, scratch.buffer());
+    else
+      CommonP2B3::BSR_BlockS(run).BSR_S(context, range, 5, series.terms, needs_R, 1,
+                                        scratch.buffer());
+    return std::vector<Number>{test::value(range.P), test::value(range.Q),
+                               needs_R ? test::value(range.R) : Number()};
+  };
+  for (const bool needs_R : {false, true}) {
+    const std::vector<Number> expected = sum_range(0, needs_R);
+    for (const unsigned threads : {2u, 3u, 7u})
+      EXPECT_EQ(sum_range(threads, needs_R), expected) << threads << " threads";
+  }
+  // One subtree's failure ends the others and reaches the caller.
+  series.forbidden_term = 23456;
+  EXPECT_THROW(sum_range(3, true), ForbiddenTerm);
+  // Too short to be cut.
+  const CommonP2B3::Sizing sizing(context_, series, 60000);
+  CommonP2B3::SeriesRun run{series, sizing, plan, progress};
+  EXPECT_FALSE(CommonP2B3::SubtreeTasks(context_, run, 0, 500, true, 2).can_run());
 }
 
 TEST_F(CommonP2B3Test, AnnouncesItsSteps) {

@@ -54,6 +54,12 @@ class FencedScratch {
         << "written beyond " << bytes_ << " bytes of scratch";
   }
   AlignedBufferC buffer() const { return AlignedBufferC(begin_, bytes_); }
+  /// Bytes up to the last one that is no longer as it was lent.
+  std::size_t touched() const {
+    std::size_t n = bytes_;
+    while (n != 0 && begin_[n - 1] == 0xFF) --n;
+    return n;
+  }
 
  private:
   static constexpr std::size_t kFence = 256;
@@ -83,6 +89,7 @@ class Owned : public Float {
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
   Owned(Owned&&) = default;  // the words stay where they are
+  Owned& operator=(Owned&&) = default;
 
  private:
   std::vector<Word> storage_;

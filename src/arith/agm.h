@@ -1,0 +1,32 @@
+// The arithmetic-geometric mean.
+//
+// Iteration  x, y -> (x + y) / 2, sqrt(x y), until the means agree in a quarter of the words; then
+//            the rest is one short quotient. With m = (x + y) / 2, d = (x - y) / 2, t = d / m,
+//                M(x, y) = m / (1 + t^2/4 + 9 t^4/64 + ...) = m (1 - t^2/4 - 5 t^4/64 - ...),
+//            the coefficients of the first series being squares of binomial((2k choose k)) 4^-k,
+//            below 1, so that for |t| < 2^-32 what follows the second term is below t^4 / 12.
+// Accuracy   M grows with x and with y and is homogeneous, so a step that is off by a factor 1 + e
+//            at most in both means changes the result by no more than that factor. With q = p + 1
+//            words a step is off by less than 4 * 2^(-32 q), and the doubly exponential approach
+//            leaves fewer than 128 steps even where x / y has 2^64 bits: the result is off by less
+//            than 2^(-32 p) of itself.
+// Cost       Per step one product and one square root: 3 M.
+// Source     [BZ2010] section 4.8.1; the series is Gauss's, M(1 + t, 1 - t) = 1 / F(1/2, 1/2; 1;
+// t^2).
+#pragma once
+
+#include <cstddef>
+
+#include "arith/big_float.h"
+#include "arith/context.h"
+#include "memory/aligned_buffer.h"
+
+namespace nmp {
+
+/// r = M(a, b), for a, b >= 0, in a buffer of newton_result_words(p + 1) words that overlaps
+/// neither. Zero where one of them is. InvalidParametersException "The argument is negative.".
+void set_agm(Context& context, BigFloat& r, const BigFloat& a, const BigFloat& b, std::size_t p,
+             AlignedBufferC scratch);
+std::size_t agm_scratch(const Context& context, std::size_t p);
+
+}  // namespace nmp

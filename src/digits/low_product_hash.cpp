@@ -1,0 +1,105 @@
+#include "digits/low_product_hash.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "arith/hash61.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/spectrum.h"
+
+namespace nmp {
+namespace {
+
+/// Shorter operands are not worth the trouble.
+constexpr std::size_t kShortest = 64;
+
+/// The last word that lies below 2^bits as a whole, for 32 (al - 1) < bits.
+std::size_t guard_word(std::size_t al) { return al - 2; }
+
+/// What wraps around, al + bl - wrap words at most, ends below the guard.
+SpectrumShape shape_for(std::size_t al, std::size_t bl) {
+  return {std::max(al, bl) + 2, std::min(al, bl)};
+}
+
+bool expects_transform(const Context& context, std::size_t al, std::size_t bl) {
+  const SpectrumShape shape = shape_for(al, bl);
+  return std::min(al, bl) >= kShortest && shape.words <= context.longest_product &&
+         spectrum_bytes(context, shape) != 0;
+}
+
+/// For a product in full where transforms are expected: formed from pieces, in no more scratch.
+Context context_of_whole(const Context& context, std::size_t al, std::size_t bl) {
+  Context whole = context;
+  if (expects_transform(context, al, bl)) whole.longest_product = std::max(al, bl) / 2;
+  return whole;
+}
+
+std::uint64_t divide_by_power_of_2(std::uint64_t hash, std::uint64_t bits) {
+  return hash61::multiply(hash, hash61::fold(std::uint64_t{1} << (61 - bits % 61)));
+}
+std::uint64_t power_of_2(std::uint64_t bits) { return std::uint64_t{1} << (bits % 61); }
+
+/// words[0, n) / 2^bits, without what is below the point.
+std::uint64_t hash_above(const Word* words, std::size_t n, std::uint64_t bits) {
+  const std::size_t first = static_cast<std::size_t>(bits / kWordBits);
+  if (first >= n) return 0;
+  const unsigned rest = bits % kWordBits;
+  const Word below = words[first] & ((Word{1} << rest) - 1);
+  return divide_by_power_of_2(hash61::subtract(hash61::of_words(words + first, n - first), below),
+                              rest);
+}
+
+std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::size_t al,
+                                         const Word* b, std::size_t bl, std::uint64_t bits,
+                                         AlignedBufferC scratch) {
+  Spectra* const spectra = make_spectra(context, shape_for(al, bl), scratch);
+  if (spectra == nullptr || spectra->wrap() >= al + bl) return std::nullopt;
+  const std::size_t wrap = spectra->wrap();
+  Spectrum x = spectra->carve(scratch), y = spectra->carve(scratch);
+  spectra->forward(x, a, al);
+  spectra->forward(y, b, bl);
+  const Spectra::Term term{&x, &y};
+  spectra->multiply(x, {&term, 1});
+  Word* const r = scratch.carve<Word>(al + bl);  // at least wrap
+  spectra->inverse(r, wrap, x);
+  if (r[guard_word(al)] == 0 || r[guard_word(al)] == ~Word{0}) return std::nullopt;
+
+  const std::uint64_t product = hash61::multiply(hash61::of_words(a, al), hash61::of_words(b, bl));
+  const std::uint64_t wrap_bits = std::uint64_t{wrap} * kWordBits;
+  const std::uint64_t modulus = spectra->wrap_sign() == 1
+                                    ? hash61::subtract(power_of_2(wrap_bits), 1)
+                                    : hash61::add(power_of_2(wrap_bits), 1);
+  if (modulus == 0) return std::nullopt;
+  const std::uint64_t inverse = hash61::power(modulus, hash61::kPrime - 2);
+  const std::uint64_t high =
+      hash61::multiply(hash61::subtract(product, hash61::of_words(r, wrap)), inverse);
+  const std::uint64_t above =
+      hash61::add(hash61::multiply(high, power_of_2(wrap_bits - bits)), hash_above(r, wrap, bits));
+  return hash61::subtract(product, hash61::multiply(above, power_of_2(bits)));
+}
+
+}  // namespace
+
+std::size_t low_product_scratch(const Context& context, std::size_t al, std::size_t bl) {
+  const Context whole = context_of_whole(context, al, bl);
+  std::size_t bytes = multiply_scratch(whole, al + bl);
+  if (expects_transform(context, al, bl)) {
+    const SpectrumShape shape = shape_for(al, bl);
+    bytes = std::max(bytes, spectra_bytes(context, shape) + 2 * spectrum_bytes(context, shape));
+  }
+  return carved_bytes<Word>(al + bl) + bytes;
+}
+
+std::uint64_t low_product_hash(Context& context, const Word* a, std::size_t al, const Word* b,
+                               std::size_t bl, std::uint64_t bits, AlignedBufferC scratch) {
+  if (expects_transform(context, al, bl))
+    if (const auto hash = by_wrapping(context, a, al, b, bl, bits, scratch)) return *hash;
+  Context whole = context_of_whole(context, al, bl);
+  Word* product = scratch.carve<Word>(al + bl);
+  multiply(whole, product, a, al, b, bl, scratch);
+  const unsigned top_bits = bits % kWordBits;
+  if (top_bits != 0) product[al - 1] &= (Word{1} << top_bits) - 1;
+  return hash61::of_words(product, al);
+}
+
+}  // namespace nmp

@@ -1,0 +1,237 @@
+#include "series/merge.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "arith/hash61.h"
+#include "arith/multiply/algorithm_table.h"
+#include "arith/multiply/spectrum.h"
+#include "arith/word_ops.h"
+#include "foundation/exceptions.h"
+
+namespace nmp::BinarySplitting::CommonP2B3 {
+namespace {
+
+/// Products shorter than this gain nothing from shared transforms: making the plan costs more.
+constexpr std::size_t kLeastSharedWords = 400;
+
+ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
+  return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
+}
+
+Words lengths(const Range& range) { return {range.P.L, range.Q.L, range.R.L}; }
+
+/// Words of R0*P1 and R0*R1, the products that the shared way forms one by one.
+std::size_t separate_words(const Words& left, const Words& right, bool needs_R) {
+  return left.R + std::max(right.P, needs_R ? right.R : 0);
+}
+std::size_t longest_product(const Words& left, const Words& right, bool needs_R) {
+  return std::max(std::max(left.P, left.Q) + right.Q, separate_words(left, right, needs_R));
+}
+
+/// What the plan of a merge must hold. A sum has one word more, for its carry.
+SpectrumShape shape_of(const Words& left, const Words& right, MergeWay way) {
+  const std::size_t longer = std::max(left.P, left.Q);
+  if (way == MergeWay::kShared) return {longer + right.Q, std::min(longer, right.Q), 1};
+  return {std::max(longer + right.Q, left.R + right.P) + 1,
+          std::max(std::min(longer, right.Q), std::min(left.R, right.P)), 2};
+}
+
+void check(const ExactFloat& x) {
+  if (x.computed_hash() != x.hash)
+    throw AlgorithmFailedException("merge()", "Multiplication Failed: Checksum Mismatch");
+}
+
+/// x = the value of a spectrum, a number of at most `words` words and the residue `hash`.
+void take(ExactFloat& x, Spectra& spectra, Spectrum& s, std::size_t words, std::int64_t exp,
+          bool positive, std::uint64_t hash) {
+  x.T = x.buffer;
+  spectra.inverse(x.T, words, s);
+  x.L = static_cast<std::uint32_t>(words::stripped_length(x.T, words));
+  x.exp = exp;
+  x.sign = positive;
+  x.hash = hash;
+  check(x);
+}
+
+/// A product that has not been formed yet.
+struct Planned {
+  const ExactFloat& a;
+  const ExactFloat& b;
+
+  bool positive() const { return a.sign == b.sign; }
+  std::size_t words() const { return std::size_t{a.L} + b.L; }
+  std::int64_t exp() const { return a.exp + b.exp; }
+  std::int64_t mag() const { return a.mag() + b.mag(); }
+  std::uint64_t hash() const { return hash61::multiply(a.hash, b.hash); }
+};
+
+/// True where P's sum can be formed in transform space: of whole products at one position, whose
+/// sign is known beforehand (a product has at most one word less than its magnitude says).
+bool can_be_summed(const Range& left, const Range& right, std::size_t kept) {
+  const Planned first{left.P, right.Q}, second{left.R, right.P};
+  for (const ExactFloat* x : {&left.P, &left.Q, &left.R, &right.P, &right.Q})
+    if (x->is_zero()) return false;
+  const std::size_t words = std::max(first.words(), second.words()) + 1;
+  if (words > kept || words > left.P.buffer_size) return false;
+  const Planned denominator{left.Q, right.Q};
+  if (denominator.words() > std::min<std::size_t>(kept, left.Q.buffer_size)) return false;
+  const std::int64_t apart = first.mag() - second.mag();
+  return first.exp() == second.exp() &&
+         (first.positive() == second.positive() || apart >= 2 || apart <= -2);
+}
+
+/// left.P and left.Q in the summed way.
+void merge_summed(Spectra& spectra, Range& left, const Range& right, AlignedBufferC scratch) {
+  const auto transformed = [&](const ExactFloat& x) {
+    Spectrum s = spectra.carve(scratch);
+    spectra.forward(s, x.T, x.L);
+    return s;
+  };
+  Spectrum p0 = transformed(left.P), q1 = transformed(right.Q);
+  Spectrum r0 = transformed(left.R), p1 = transformed(right.P);
+
+  const Planned first{left.P, right.Q}, second{left.R, right.P};
+  const bool subtract = first.positive() != second.positive();
+  const bool first_leads = first.mag() >= second.mag();
+  const Spectra::Term sum[] = {{&p0, &q1, subtract && !first_leads},
+                               {&r0, &p1, subtract && first_leads}};
+  spectra.multiply(p0, sum);
+  take(left.P, spectra, p0, std::max(first.words(), second.words()) + 1, first.exp(),
+       (first_leads ? first : second).positive(), hash61::add(first.hash(), second.hash()));
+
+  const Planned denominator{left.Q, right.Q};
+  spectra.forward(r0, left.Q.T, left.Q.L);
+  const Spectra::Term product[] = {{&r0, &q1}};
+  spectra.multiply(r0, product);
+  take(left.Q, spectra, r0, denominator.words(), denominator.exp(), denominator.positive(),
+       denominator.hash());
+}
+
+/// x *= Q1 for P0 and Q0, cut to `kept` words.
+void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::size_t kept,
+                     ExactFloat& product, AlignedBufferC scratch) {
+  Spectrum q1 = spectra.carve(scratch), s = spectra.carve(scratch);
+  spectra.forward(q1, Q1.T, Q1.L);
+  for (ExactFloat* x : {&left.P, &left.Q}) {
+    if (x->is_zero()) continue;
+    const Planned planned{*x, Q1};
+    spectra.forward(s, x->T, x->L);
+    const Spectra::Term term[] = {{&s, &q1}};
+    spectra.multiply(s, term);
+    take(product, spectra, s, planned.words(), planned.exp(), planned.positive(), planned.hash());
+    product.truncate(kept);
+    x->set_ExactFloat(product);
+  }
+}
+
+/// target = a * b, cut to `kept` words. `product` is room for the whole.
+void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, const ExactFloat& b,
+                   std::size_t kept, ExactFloat& product, AlignedBufferC scratch) {
+  product.set_mul(context, a, b, scratch);
+  product.truncate(kept);
+  target.set_ExactFloat(product);
+}
+
+/// left.P, which is P0*Q1 by now, += R0*P1. That is the smaller summand; its words below the first
+/// one's are not wanted where the first one was truncated.
+void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std::size_t kept,
+                        ExactFloat& product, AlignedBufferC scratch) {
+  ExactFloat r = left.R, p = P1;
+  const bool truncated = left.P.L >= kept;
+  if (truncated && !left.P.is_zero()) {
+    const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
+    r.truncate(static_cast<std::size_t>(wanted));
+    p.truncate(static_cast<std::size_t>(wanted));
+  }
+  product.set_mul(context, r, p, scratch);
+  if (truncated) product.truncate_below(left.P.exp);
+  left.P.add_ip(context, product);
+  left.P.truncate(kept);
+}
+
+/// True where seven transforms of the summed shape are no longer than five of the shared one and
+/// the three of R0*P1: a sum has to have room for one bit more, which can make a plan much longer.
+bool sum_is_shorter(const Context& context, const Words& left, const Words& right) {
+  const auto length = [&](MergeWay way) {
+    return static_cast<double>(spectrum_bytes(context, shape_of(left, right, way)));
+  };
+  const double second = static_cast<double>(left.R + right.P);
+  const double first = static_cast<double>(std::max(left.P, left.Q) + right.Q);
+  return 7 * length(MergeWay::kSummed) <= (5 + 3 * second / first) * length(MergeWay::kShared);
+}
+
+/// The first way that numbers of these lengths and this scratch allow.
+MergeWay choose_way(const Context& context, const Range& left, const Range& right, bool needs_R,
+                    std::size_t kept, std::size_t scratch) {
+  const std::size_t words = std::size_t{std::max(left.P.L, left.Q.L)} + right.Q.L;
+  if (words < kLeastSharedWords || right.Q.is_zero()) return MergeWay::kPlain;
+  for (const MergeWay way : {MergeWay::kSummed, MergeWay::kShared}) {
+    if (way == MergeWay::kSummed && !(can_be_summed(left, right, kept) &&
+                                      sum_is_shorter(context, lengths(left), lengths(right))))
+      continue;
+    const std::size_t bytes = merge_bytes(context, lengths(left), lengths(right), needs_R, way);
+    if (bytes != 0 && bytes <= scratch) return way;
+  }
+  return MergeWay::kPlain;
+}
+
+}  // namespace
+
+std::size_t Words::bytes() const {
+  return carved_bytes<Word>(P) + carved_bytes<Word>(Q) + carved_bytes<Word>(R);
+}
+
+Range carve_range(AlignedBufferC& scratch, const Words& words) {
+  Range range;
+  range.Q = carve_number(scratch, words.Q);
+  range.P = carve_number(scratch, words.P);
+  range.R = carve_number(scratch, words.R);
+  return range;
+}
+
+std::size_t merge_bytes(const Context& context, const Words& left, const Words& right, bool needs_R,
+                        MergeWay way) {
+  const std::size_t longest = longest_product(left, right, needs_R);
+  const std::size_t product = carved_bytes<Word>(longest);
+  if (way == MergeWay::kPlain) return product + multiply_scratch(context, longest);
+  const SpectrumShape shape = shape_of(left, right, way);
+  const std::size_t spectrum = spectrum_bytes(context, shape);
+  if (spectrum == 0 || shape.words > context.longest_product) return 0;
+  const std::size_t plan = spectra_bytes(context, shape);
+  if (way == MergeWay::kShared) {
+    const std::size_t separate = separate_words(left, right, needs_R);
+    return product + std::max(plan + 2 * spectrum, multiply_scratch(context, separate));
+  }
+  const std::size_t r = needs_R ? left.R + right.R : 0;
+  return std::max(plan + 4 * spectrum, carved_bytes<Word>(r) + multiply_scratch(context, r));
+}
+
+void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+           AlignedBufferC scratch) {
+  const Words words = lengths(left), others = lengths(right);
+  left.dropped = hash61::multiply(left.dropped, right.dropped);
+  const MergeWay way = choose_way(context, left, right, needs_R, kept, scratch.bytes());
+  Spectra* spectra = nullptr;
+  if (way == MergeWay::kSummed) {
+    AlignedBufferC rest = scratch;
+    spectra = make_spectra(context, shape_of(words, others, way), rest);
+    if (spectra) merge_summed(*spectra, left, right, rest);
+  }
+  const bool summed = spectra != nullptr;
+  ExactFloat product =
+      carve_number(scratch, summed ? words.R + others.R : longest_product(words, others, needs_R));
+  if (way == MergeWay::kShared) {
+    AlignedBufferC rest = scratch;
+    spectra = make_spectra(context, shape_of(words, others, way), rest);
+    if (spectra) multiply_shared(*spectra, left, right.Q, kept, product, rest);
+  }
+  if (!spectra) {
+    multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
+    multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
+  }
+  if (!summed) add_second_summand(context, left, right.P, kept, product, scratch);
+  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+}
+
+}  // namespace nmp::BinarySplitting::CommonP2B3

@@ -1,0 +1,79 @@
+// A series of the shape that drops common factors, for tests.
+#pragma once
+
+#include <cmath>
+
+#include "arith/hash61.h"
+#include "series/series.h"
+
+namespace nmp::BinarySplitting::test_samples {
+
+inline constexpr CubicTerms kSixths = {{{{6, 5}, {2, 1}, {6, 1}}}, 10'000'019, 17, 29, true};
+inline constexpr CubicTerms kQuarters = {
+    {{{4, 3}, {2, 1}, {4, 1}}}, 3'073'907'232, 1103, 26390, false};
+
+/// |R(k)|.
+inline std::uint64_t r_of(const CubicTerms& t, std::uint64_t k) {
+  std::uint64_t r = 1;
+  for (const LinearForm& form : t.forms) r *= form.alpha * k - form.beta;
+  return r;
+}
+
+class CubicSample : public Series {
+ public:
+  CubicSample(const CubicTerms& t, std::uint64_t n) : shape(t), common_(t.forms) {
+    terms = n;
+    coefQ = 3;
+  }
+  RangeBits range_bits(std::uint64_t a, std::uint64_t b) const override {
+    const double n = static_cast<double>(b - a), cubes = 3 * log2_product(1, 0, a, b);
+    const double q = cubes + n * std::log2(static_cast<double>(shape.C));
+    const double first = static_cast<double>(shape.A + shape.B * (a + 1));
+    return {q + std::log2(first), q, cubes + n * std::log2(72.0)};
+  }
+  void end_case_1(std::uint64_t k, Term& t) const override {
+    t.R.set_u64(r_of(shape, k));
+    t.P.set_BasicInt(t.R);
+    t.P.mul_u64(shape.A + shape.B * k);
+    t.Q.set_u64(shape.C);
+    for (int i = 0; i < 3; ++i) t.Q.mul_u64(k);
+    t.P_positive = t.R_positive = !shape.alternating;
+  }
+  /// P(k) Q(k+1) + R(k) P(k+1), R(k) taken out.
+  void end_case_2(std::uint64_t k, Term& t) const override {
+    Term next;
+    end_case_1(k + 1, next);
+    t.P.set_BasicInt(next.Q);
+    t.P.mul_u64(shape.A + shape.B * k);
+    shape.alternating ? t.P -= next.P : t.P += next.P;
+    t.P.mul_u64(r_of(shape, k));
+    t.R.set_BasicInt(next.R);
+    t.R.mul_u64(r_of(shape, k));
+    t.Q.set_BasicInt(next.Q);
+    t.Q.mul_u64(shape.C);
+    for (int i = 0; i < 3; ++i) t.Q.mul_u64(k);
+    t.P_positive = !shape.alternating;
+    t.R_positive = true;
+  }
+  Residues residues(std::uint64_t k) const override {
+    std::uint64_t r = hash61::fold(r_of(shape, k));
+    if (shape.alternating) r = hash61::negate(r);
+    const std::uint64_t q = hash61::multiply(hash61::multiply(shape.C, k), hash61::multiply(k, k));
+    return {hash61::multiply(shape.A + shape.B * k, r), q, r};
+  }
+  const CommonFactors* factors() const override { return drops ? &common_ : nullptr; }
+  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+    cubic_leaf(shape, common_, a, b, leaf);
+    if (a < broken_term && broken_term <= b) leaf.Q.limbs[0] ^= 4;
+    return true;
+  }
+
+  CubicTerms shape;
+  bool drops = true;
+  std::uint64_t broken_term = 0;
+
+ private:
+  CommonFactors common_;
+};
+
+}  // namespace nmp::BinarySplitting::test_samples

@@ -1,0 +1,178 @@
+// Leaves, exact division, and whole sums that drop common factors against sums that do not.
+#include <gtest/gtest.h>
+
+#include "foundation/exceptions.h"
+#include "series/common_p2b3.h"
+#include "series/cubic_sample.h"
+#include "series/exact_division.h"
+#include "series/reduce.h"
+#include "support/arithmetic.h"
+#include "support/random.h"
+#include "support/reference.h"
+
+namespace nmp::BinarySplitting {
+namespace {
+
+using test::Natural;
+using test::Number;
+using test_samples::CubicSample;
+using test_samples::kQuarters;
+using test_samples::kSixths;
+
+class Quiet : public Progress {
+  void stage(std::string_view) override {}
+  void note(std::string_view) override {}
+  void step(std::string_view) override {}
+  void trail(char, std::string_view) override {}
+  void untrail(std::size_t) override {}
+  void advance(double) override {}
+};
+
+Number small(std::uint64_t x) {
+  return test::number(false, {static_cast<Word>(x), static_cast<Word>(x >> 32)}, 0);
+}
+Number number_of(const Leaf::Number& x, bool positive) {
+  Natural words;
+  for (std::size_t i = 0; i < x.length; ++i)
+    for (const std::uint64_t half : {x.limbs[i], x.limbs[i] >> 32})
+      words.push_back(static_cast<Word>(half));
+  return test::number(!positive, words, 0);
+}
+std::uint64_t residue(const Number& x) {
+  std::uint64_t h = hash61::of_words(x.words.data(), x.words.size());
+  h = hash61::multiply(h, hash61::word_weight(x.exp));
+  return x.negative ? hash61::negate(h) : h;
+}
+
+class ReduceTest : public test::ArithmeticTest {
+ protected:
+  struct Sum {
+    Number numerator, denominator;
+  };
+  Sum sum(const Series& series, std::size_t target) {
+    CommonP2B3::PSR_SeriesS run(context_, series, target);
+    test::OwnedFloat n(run.result_words()), d(run.result_words());
+    test::FencedScratch scratch(run.scratch_bytes());
+    bytes = run.scratch_bytes();
+    Quiet quiet;
+    run.run(n, d, quiet, scratch.buffer());
+    return {test::value(n), test::value(d)};
+  }
+  std::size_t bytes = 0;
+};
+
+TEST_F(ReduceTest, DivisionUndoesMultiplication) {
+  for (std::size_t rep = 0; rep < test::reps(3000); ++rep) {
+    Natural d = rng_.words(rng_.size(60));
+    d[0] |= 1;
+    const Natural q = rng_.words(rng_.size(200));
+    Natural x = test::multiply(q, d);
+    const std::size_t n = x.size();
+    x.push_back(0xABCDEF01);
+    divide_exact(x.data(), n, d.data(), d.size());
+    ASSERT_EQ(x.back(), 0xABCDEF01u) << "written past the end";
+    ASSERT_EQ(test::natural(x.data(), n - d.size() + 1), q) << q.size() << " by " << d.size();
+  }
+}
+
+TEST_F(ReduceTest, LeavesAreTheSumsOfTheirTerms) {
+  for (std::size_t rep = 0; rep < test::reps(300); ++rep) {
+    const CubicTerms& terms = rep % 2 ? kSixths : kQuarters;
+    const CommonFactors factors(terms.forms);
+    const std::uint64_t a = rng_.size(std::size_t{1} << (rep % 3 ? 20 : 31)) - 1;
+    const std::uint64_t b = a + 1 + rng_.below(Leaf::kMostTerms);
+    Number P, Q = small(1), R = Q;
+    for (std::uint64_t k = a + 1; k <= b; ++k) {
+      Number q = small(terms.C), r = small(1);
+      for (const LinearForm& form : terms.forms) {
+        q = multiply(q, small(k));
+        r = multiply(r, small(form.alpha * k - form.beta));
+      }
+      if (terms.alternating) r = test::negated(r);
+      P = add(multiply(P, q), multiply(multiply(R, r), small(terms.A + terms.B * k)));
+      Q = multiply(Q, q);
+      R = multiply(R, r);
+    }
+    Leaf leaf;
+    cubic_leaf(terms, factors, a, b, leaf);
+    const Number p = number_of(leaf.P, leaf.P_positive), r = number_of(leaf.R, leaf.R_positive),
+                 q = number_of(leaf.Q, true);
+    ASSERT_EQ(multiply(p, Q), multiply(P, q)) << a << " to " << b;
+    ASSERT_EQ(multiply(r, Q), multiply(R, q)) << a << " to " << b;
+    ASSERT_EQ(hash61::multiply(residue(q), leaf.dropped), residue(Q)) << a << " to " << b;
+    if (b - a == Leaf::kMostTerms && a >= 100) {
+      ASSERT_LT(q.words.size(), Q.words.size()) << "nothing was dropped";
+    }
+  }
+}
+
+TEST_F(ReduceTest, SumsKeepTheirRatioInLessMemory) {
+  for (const CubicTerms& terms : {kSixths, kQuarters}) {
+    for (const std::uint64_t n : {1u, 16u, 17u, 300u, 512u, 513u, 1100u, 2500u}) {
+      CubicSample series(terms, n);
+      const Sum reduced = sum(series, 9000);
+      const std::size_t reduced_bytes = bytes;
+      series.drops = false;
+      const Sum plain = sum(series, 9000);
+      ASSERT_EQ(multiply(reduced.numerator, plain.denominator),
+                multiply(plain.numerator, reduced.denominator))
+          << n;
+      if (n < 2500) continue;
+      EXPECT_LT(reduced.denominator.words.size() * 6, plain.denominator.words.size() * 5);
+      EXPECT_LT(reduced_bytes, bytes);
+    }
+  }
+}
+
+TEST_F(ReduceTest, TruncatedSumsKeepTheirPrecision) {
+  CubicSample series(kSixths, 5000);
+  const Sum exact = sum(series, 20000);
+  const auto mag = [](const Number& x) {
+    return x.exp + static_cast<std::int64_t>(x.words.size());
+  };
+  // The shortest of these are too short for whole blocks and drop nothing.
+  for (const std::size_t target : {300u, 1000u, 1700u, 2500u, 6000u}) {
+    const Sum cut = sum(series, target);
+    const Number left = multiply(cut.numerator, exact.denominator);
+    const Number error = add(left, test::negated(multiply(exact.numerator, cut.denominator)));
+    EXPECT_LT(mag(error) - mag(left), -static_cast<std::int64_t>(target)) << target;
+  }
+}
+
+TEST_F(ReduceTest, ModularCheckCatchesFaults) {
+  for (const std::uint64_t broken : {1u, 700u, 1500u}) {
+    CubicSample series(kSixths, 1500);
+    series.broken_term = broken;
+    EXPECT_THROW(sum(series, 9000), BSRModularCheckFailedException) << "term " << broken;
+  }
+  // Factors of another series: they do not divide these products.
+  class Wrong : public CubicSample {
+   public:
+    Wrong() : CubicSample(kSixths, 600), others_(kQuarters.forms) {}
+    const CommonFactors* factors() const override { return &others_; }
+
+   private:
+    CommonFactors others_;
+  };
+  EXPECT_THROW(sum(Wrong(), 9000), BSRModularCheckFailedException);
+  // A number that was damaged between two merges.
+  CubicSample series(kSixths, 64);
+  Leaf leaf;
+  CommonP2B3::Range ranges[2];
+  std::vector<Word> words(6 * 200);
+  for (std::size_t i = 0; i < 2; ++i) {
+    Word* at = words.data() + i * 600;
+    for (ExactFloat* x : {&ranges[i].P, &ranges[i].Q, &ranges[i].R}) {
+      *x = ExactFloat(at, 200);
+      at += 200;
+    }
+    series.leaf(1000 + 16 * i, 1016 + 16 * i, leaf);
+    CommonP2B3::set_leaf(ranges[i], leaf);
+  }
+  ranges[1].Q.T[5] ^= 0x100;
+  EXPECT_THROW(CommonP2B3::drop_common(*series.factors(), ranges[0], ranges[1], 1000, 1016, 1032),
+               BSRModularCheckFailedException);
+}
+
+}  // namespace
+}  // namespace nmp::BinarySplitting
