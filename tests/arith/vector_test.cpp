@@ -40,7 +40,7 @@ TEST_F(Vector, MultipliesInEveryShape) {
         for (unsigned log = 8; log <= 14; ++log) {
           const vector::Plan plan(format, std::uint64_t{odd} << log, limits[rng_.below(4)]);
           most_levels = std::max<std::size_t>(most_levels, plan.levels);
-          test::PlainThreads pool(1 + static_cast<unsigned>(rng_.below(3)));
+          test::Threads pool(1 + static_cast<unsigned>(rng_.below(3)));
           Context context{pool, table};
           const std::size_t words = plan.word_of(plan.points()), half = words / 2 + 1;
           // At random, or a word more than half of all runs.
@@ -160,7 +160,7 @@ TEST_F(Vector, TakesProductsUpToItsLimitAndNoLonger) {
     const double bytes = static_cast<double>(plan.plane_doubles()) * 15 * 8;
     EXPECT_LT(bytes / (4 * static_cast<double>(longest)), 3.01);
     const AlgorithmTable table;
-    test::PlainThreads pool(1);
+    test::Threads pool(1);
     Context context{pool, table};
     Word word = 1;
     EXPECT_THROW(vector_transform().multiply(context, &word, &word, static_cast<std::size_t>(half),

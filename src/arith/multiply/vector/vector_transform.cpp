@@ -246,7 +246,7 @@ void Transform::multiply_row(unsigned k, Plane& a, Plane& b, bool transform_b, s
     b.write(s, y);
   }
   const double factor = f.inverse_of_length[odd_index(plan_.odd)][plan_.log_points()];
-  kernels_.multiply(x, y, plan_.cols(), factor, f.mod);
+  kernels_.multiply(x, x, y, plan_.cols(), factor, f.mod);
   kernels_.inverse_row(x, row_tree(k, kInverse, row, slot), f.mod);
   a.write(s, x);
 }
