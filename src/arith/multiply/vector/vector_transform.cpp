@@ -288,15 +288,15 @@ void Transform::store_digits(Word* out, std::size_t count, std::size_t digit,
   constexpr std::size_t kGroup = 16;
   const std::size_t at = plan_.word_of(digit);
   if (at >= count) return;
-  const hybrid::StoreWide store = kernels_.store_wide[plan_.format];
+  const hybrid::StoreWide to_words = kernels_.store_wide[plan_.format];
   const std::size_t whole = std::min(n, (count - at) / plan_.word_of(kGroup) * kGroup);
-  store(out + at, r, whole, carry, &fields_.garner);
+  to_words(out + at, r, whole, carry, &fields_.garner);
   const std::size_t written = at + plan_.word_of(whole);
   if (whole == n || written == count) return;
   const double* rest[hybrid::kWidePrimes];
   for (unsigned k = 0; k < plan_.primes(); ++k) rest[k] = r[k] + whole;
   Word last[kGroup * kMaxWordsPerDigit];
-  store(last, rest, kGroup, carry, &fields_.garner);
+  to_words(last, rest, kGroup, carry, &fields_.garner);
   std::copy_n(last, count - written, out + written);
 }
 
