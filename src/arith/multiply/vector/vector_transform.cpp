@@ -168,12 +168,16 @@ void Transform::load_strip(unsigned k, Plane& plane, const Word* words, std::siz
                            std::size_t number, double* buffer) const {
   const std::size_t width = plan_.width[0], run = plan_.run(0);
   const Modulus mod = field(k).mod;
+  const auto first_word = [&](std::size_t row) {
+    return plan_.word_of(row * run + number * width);
+  };
   std::size_t filled = 0;
-  for (std::size_t row = 0; row < plan_.rows(0); ++row) {
-    const std::size_t at = plan_.word_of(row * run + number * width);
-    kernels_.load_wide[plan_.format](buffer + row * width, width, words, at, count, mod);
-    if (at < count) filled = row + 1;
-  }
+  while (filled < plan_.rows(0) && first_word(filled) < count) ++filled;
+  const bool half = hybrid::reads_half(plan_.odd, plan_.log[0], filled);
+  const std::size_t rows = half ? plan_.rows(0) / 2 : plan_.rows(0);
+  const hybrid::LoadDigits load_digits = kernels_.load_wide[plan_.format];
+  for (std::size_t row = 0; row < rows; ++row)
+    load_digits(buffer + row * width, width, words, first_word(row), count, mod);
   const Columns c = columns(k, kForward, trees_[k][kForward], plan_.odd);
   kernels_.forward_columns(buffer, width, filled, buffer, width, &c, mod);
   plane.write(strip(0, number), buffer);
