@@ -20,11 +20,19 @@ constexpr std::size_t kTreeProductWords = std::size_t{1} << 19;
 constexpr std::size_t kSharedProductWords = std::size_t{1} << 18;
 constexpr std::size_t kTreesPerThread = 4;
 
-/// The level from which on nodes are done by subtrees. With it counts what memory they need.
+std::size_t level_bytes(const Context& context, const Split& split, unsigned level) {
+  return RightHalves::bytes(context, split, level) + RightHalves::node_bytes(context, split, level);
+}
+
+/// The level from which on nodes are done by subtrees. With it counts what memory they need: all
+/// workers together no more than the first level, whose products nobody can do without.
 struct TreePlan {
   TreePlan(const Context& context, const Split& own_split)
       : split(own_split), threads(context.threads.threads()), level(split.levels) {
     while (level > 0 && (product_words() > kTreeProductWords || nodes(level) < enough())) --level;
+    if (level == split.levels) return;
+    const std::size_t most = level_bytes(context, split, split.levels);
+    while (level > 0 && workers() * Subtree::bytes(context, split, level) > most) --level;
   }
   std::size_t enough() const {
     if (threads == 1) return 1;
@@ -162,8 +170,7 @@ std::size_t convert_scratch(const Context& context, const Split& split) {
   const TreePlan plan(context, split);
   std::size_t bytes = plan.workers() * Subtree::bytes(context, split, plan.level);
   for (unsigned level = plan.level + 1; level <= split.levels; ++level)
-    bytes = std::max(bytes, RightHalves::bytes(context, split, level) +
-                                RightHalves::node_bytes(context, split, level));
+    bytes = std::max(bytes, level_bytes(context, split, level));
   return carved_bytes<Word>(plan.nodes_above()) + carved_bytes<Word>(plan.nodes(plan.level)) +
          bytes;
 }
