@@ -5,11 +5,11 @@
 namespace numforge {
 namespace {
 
-// The line of the vector transform joins the list with that algorithm.
 constexpr nmp::TuningLine kTuning[] = {
     {"BKT", 6400},
     {"FFT", 14680064},
     {"HNT", std::uint64_t{1} << 38},
+    {"VST", std::uint64_t{76800} << 32},
     {"N64", std::uint64_t{0x38000000} << 32},
 };
 

@@ -12,6 +12,7 @@ constexpr nmp::TuningLine kTuning[] = {
     {"BKT", 5120},
     {"FFT", 14680064},
     {"HNT", std::uint64_t{1} << 38},
+    {"VST", std::uint64_t{76800} << 32},
     {"N64", std::uint64_t{0x38000000} << 32},
 };
 

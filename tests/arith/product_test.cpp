@@ -14,6 +14,7 @@
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/ntt64/plan.h"
 #include "arith/multiply/ntt64/transform.h"
+#include "arith/multiply/vector/vst.h"
 #include "foundation/exceptions.h"
 #include "platform/processor.h"
 #include "support/products.h"
@@ -101,6 +102,9 @@ const std::vector<Method>& methods() {
       add(std::make_unique<FloatingPointFft>(&set));
       add(std::make_unique<HybridNtt>(&set));
       add(std::make_unique<Ntt32>(&set));
+      // As it is, and with such short rows and strips that there are many levels.
+      for (const vector::Limits limits : {vector::Limits{}, {7, 1 << 11}, {6, 1 << 7}})
+        add(std::make_unique<VectorTransform>(&set, limits));
     }
     return list;
   }();

@@ -9,6 +9,7 @@
 #include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/spectrum.h"
+#include "arith/multiply/vector/vst.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
 
@@ -34,7 +35,7 @@ std::span<const RegisteredAlgorithm> algorithm_registry() {
       record_of(ntt32()),
       record_of(ntt64()),
       record_of(floating_point_fft()),
-      {"VST", "VST Algorithm", "VSTv2", "VST Algorithm", std::uint64_t{76800} << 32, nullptr},
+      record_of(vector_transform()),
       record_of(hybrid_ntt()),
   };
   return registry;

@@ -80,6 +80,23 @@ void fill_row_trees(Field& f, Direction direction, const Kernels& kernels) {
   }
 }
 
+struct BuiltFields : Fields {
+  explicit BuiltFields(const Kernels& kernels) {
+    for (unsigned k = 0; k < kMaxPrimes; ++k) build(field[k], kPrimes[k], kernels);
+    for (unsigned k = 0; k < kMaxPrimes; ++k) {
+      garner.mod[k] = field[k].mod;
+      for (unsigned i = 0; i < kMaxPrimes; ++i) {
+        garner.inverse[i][k] =
+            i < k ? field[k].centred(field[k].power(field[i].p, field[k].p - 2)) : 0;
+      }
+      const Limbs product = product_of_primes(k);
+      for (unsigned i = 0; i < kMaxPrimes; ++i) garner.radix[k][i] = product.limb[i];
+    }
+  }
+};
+
+}  // namespace
+
 void build(Field& f, std::uint64_t p, const Kernels& kernels) {
   if (!rounding_holds(p)) {
     throw AlgorithmFailedException("nmp::hybrid::fields", "A prime breaks the rounding bounds.");
@@ -104,23 +121,6 @@ void build(Field& f, std::uint64_t p, const Kernels& kernels) {
     fill_row_trees(f, direction, kernels);
   }
 }
-
-struct BuiltFields : Fields {
-  explicit BuiltFields(const Kernels& kernels) {
-    for (unsigned k = 0; k < kMaxPrimes; ++k) build(field[k], kPrimes[k], kernels);
-    for (unsigned k = 0; k < kMaxPrimes; ++k) {
-      garner.mod[k] = field[k].mod;
-      for (unsigned i = 0; i < kMaxPrimes; ++i) {
-        garner.inverse[i][k] =
-            i < k ? field[k].centred(field[k].power(field[i].p, field[k].p - 2)) : 0;
-      }
-      const Limbs product = product_of_primes(k);
-      for (unsigned i = 0; i < kMaxPrimes; ++i) garner.radix[k][i] = product.limb[i];
-    }
-  }
-};
-
-}  // namespace
 
 bool rounding_holds(std::uint64_t p) {
   if (p >= std::uint64_t{1} << 50) return false;

@@ -47,6 +47,9 @@ struct Field {
   std::uint64_t residue(const Limbs& x) const;
 };
 
+/// Fills `f` for the prime p. Throws AlgorithmFailedException where `rounding_holds` does not.
+void build(Field& f, std::uint64_t p, const Kernels& kernels);
+
 struct Fields {
   Field field[kMaxPrimes];
   Garner garner;

@@ -15,12 +15,15 @@ namespace nmp::hybrid {
 /// Every prime is c * 15 * 2^36 + 1 < 2^50, so lengths 2^k * {1, 3, 5, 15} exist up to 15 * 2^36.
 inline constexpr unsigned kMaxLogLength = 36;
 inline constexpr std::uint64_t kUnit = std::uint64_t{15} << kMaxLogLength;
-inline constexpr std::uint64_t kPrimes[kMaxPrimes] = {
-    1092 * kUnit + 1, 1089 * kUnit + 1, 1083 * kUnit + 1, 1078 * kUnit + 1, 1073 * kUnit + 1};
+/// The first kMaxPrimes serve the hybrid NTT, all of them the vector transform.
+inline constexpr std::uint64_t kPrimes[kWidePrimes] = {
+    1092 * kUnit + 1, 1089 * kUnit + 1, 1083 * kUnit + 1, 1078 * kUnit + 1, 1073 * kUnit + 1,
+    1064 * kUnit + 1, 1060 * kUnit + 1, 1058 * kUnit + 1, 1040 * kUnit + 1, 1032 * kUnit + 1,
+    1018 * kUnit + 1, 1015 * kUnit + 1, 1006 * kUnit + 1, 1003 * kUnit + 1};
 
 /// A little-endian number of 64-bit limbs.
 struct Limbs {
-  static constexpr unsigned kCount = 6;
+  static constexpr unsigned kCount = 11;
   std::uint64_t limb[kCount] = {};
 
   constexpr explicit Limbs(std::uint64_t x = 0) : limb{x} {}

@@ -83,8 +83,8 @@ constexpr std::size_t kGarnerChunk = 64;
 
 /// Calls to_words(digit, count) for chunks of the mixed-radix digits of the integers with the
 /// residues r[0][i] .. r[K-1][i], i < n: digit[k][j] is that of p_0 ... p_(k-1).
-template <unsigned K, typename ToWords>
-inline void in_chunks(const double* const* r, std::size_t n, const Garner* garner,
+template <unsigned K, typename Constants, typename ToWords>
+inline void in_chunks(const double* const* r, std::size_t n, const Constants* garner,
                       const ToWords& to_words) {
   Mod m[K];
   for (unsigned k = 0; k < K; ++k) m[k] = Mod(garner->mod[k]);

@@ -21,6 +21,8 @@
 namespace nmp::hybrid {
 
 inline constexpr unsigned kMaxPrimes = 5;
+/// Primes of the vector transform, at most.
+inline constexpr unsigned kWidePrimes = 14;
 /// Radix-4 levels of one tree, at most.
 inline constexpr unsigned kMaxLevels = 20;
 /// Shortest row: no set of instructions ends rows in longer blocks.
@@ -70,11 +72,23 @@ struct Carry {
   std::uint64_t limb[3];
 };
 
+/// The same for the digits of whole words that the vector transform takes: 384 bits go from one
+/// digit to the next.
+struct WideGarner {
+  Modulus mod[kWidePrimes];
+  double inverse[kWidePrimes][kWidePrimes];
+};
+struct WideCarry {
+  std::uint64_t limb[6];
+};
+
 /// Like `load`, but of words[0, word_count) the digits that begin with word number `at`.
 using LoadDigits = void (*)(double* out, std::size_t digits, const std::uint32_t* words,
                             std::size_t at, std::size_t word_count, Modulus m);
 using StoreDigits = void (*)(std::uint32_t* out, const double* const* r, std::size_t n,
                              Carry* carry, const Garner* garner);
+using StoreWide = void (*)(std::uint32_t* out, const double* const* r, std::size_t n,
+                           WideCarry* carry, const WideGarner* garner);
 
 struct Kernels {
   /// out[0, digits) = the 64-bit digits of words[0, word_count), modulo p; zeros past the end.
@@ -115,6 +129,9 @@ struct Kernels {
   /// Digits that are signed, three primes, and digits of 11, 13 and 14 bytes, 4, 5 and 5 primes.
   LoadDigits load_balanced, load_long[3];
   StoreDigits store_long[3];
+  /// Digits of 20 and 40 bytes, 7 and 14 primes.
+  LoadDigits load_wide[2];
+  StoreWide store_wide[2];
 };
 
 /// Whether a forward transform of columns reads no more than the first half of its rows.

@@ -99,6 +99,8 @@ void inverse_blocks(double* x, std::size_t count, const double* blocks, const Mo
 
 #include "arith/multiply/hybrid/hybrid_digits.body.h"
 
+#include "arith/multiply/hybrid/hybrid_wide.body.h"
+
 #include "arith/multiply/hybrid/hybrid_sums.body.h"
 
 inline void transpose(V x[8]) {
@@ -272,6 +274,8 @@ constinit const Kernels kKernelsAvx512 = {
     &load_balanced,
     {&load_long<11>, &load_long<13>, &load_long<14>},
     {&store_long<4, 11>, &store_long<5, 13>, &store_long<5, 14>},
+    {&load_wide<20>, &load_wide<40>},
+    {&store_wide<7, 20>, &store_wide<14, 40>},
 };
 
 }  // namespace nmp::hybrid
