@@ -168,7 +168,8 @@ TEST_F(CommonP2B3Test, StatesTheScratchItUses) {
   for (const std::size_t target : {10000u, 16000u, 25000u}) {
     SampleSeries series(25000);  // Q is 23000 words long
     sum(series, target);
-    EXPECT_GT(static_cast<double>(touched), 0.95 * static_cast<double>(stated)) << target;
+    // Transforms this short round their needs up to whole strips.
+    EXPECT_GT(static_cast<double>(touched), 0.8 * static_cast<double>(stated)) << target;
   }
 }
 

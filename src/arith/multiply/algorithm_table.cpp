@@ -61,6 +61,16 @@ const Algorithm& AlgorithmTable::get_algorithm(std::uint64_t n) const {
                                limit);
 }
 
+const Algorithm& AlgorithmTable::get_algorithm(std::uint64_t n, unsigned threads,
+                                               std::size_t scratch) const {
+  const auto words = static_cast<std::size_t>(n);
+  for (const Entry& entry : entries_) {
+    if (entry.threshold >= n && entry.algorithm->scratch_bytes(words, threads) <= scratch)
+      return *entry.algorithm;
+  }
+  return get_algorithm(n);
+}
+
 void AlgorithmTable::load(std::span<const TuningEntry> list) {
   for (const TuningEntry& entry : list) {
     const RegisteredAlgorithm* record = find_registered(entry.id);
@@ -93,9 +103,7 @@ std::size_t AlgorithmTable::most(std::uint64_t n, const Size& size) const {
 }
 
 std::size_t AlgorithmTable::scratch_bytes(std::uint64_t n, unsigned threads) const {
-  return most(n, [&](const Algorithm& algorithm, std::size_t words) {
-    return algorithm.scratch_bytes(words, threads);
-  });
+  return get_algorithm(n).scratch_bytes(static_cast<std::size_t>(n), threads);
 }
 
 std::size_t AlgorithmTable::spectra_bytes(const SpectrumShape& shape, unsigned threads) const {

@@ -52,10 +52,14 @@ class AlgorithmTable {
   /// Algorithm::prepare of every entry that products of at most n words may use.
   void prepare(std::uint64_t n) const;
 
-  /// Bytes of scratch for any product of at most n words, by whichever entries it may use. Never
-  /// shrinks as n grows.
+  /// The same where only so much scratch is at hand: a later entry, if it needs less and the first
+  /// one more than there is.
+  const Algorithm& get_algorithm(std::uint64_t n, unsigned threads, std::size_t scratch) const;
+
+  /// Bytes of scratch with which products of at most n words can be formed: by the algorithm that
+  /// n words get, shorter ones by it too where their own needs more.
   std::size_t scratch_bytes(std::uint64_t n, unsigned threads) const;
-  /// The same for plans of transforms up to this shape, and for one spectrum of such a plan.
+  /// Bytes for any plan of transforms up to this shape, and for one spectrum of such a plan.
   std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) const;
   std::size_t spectrum_bytes(const SpectrumShape& shape) const;
 

@@ -31,10 +31,13 @@ std::size_t longest_piece_product(const Context& context) {
   return std::max(context.longest_product, kLeastPieceProduct);
 }
 
-/// c = a * b through the dispatcher.
+/// c = a * b through the dispatcher. Scratch that was measured for longer products is enough: see
+/// AlgorithmTable::scratch_bytes.
 void multiply_whole(Context& context, Word* c, Operand a, Operand b, AlignedBufferC scratch) {
-  context.products.get_algorithm(a.length + b.length)
-      .multiply(context, c, a.words, a.length, b.words, b.length, scratch);
+  const std::size_t n = a.length + b.length;
+  const Algorithm& algorithm =
+      context.products.get_algorithm(n, context.threads.threads(), scratch.bytes());
+  algorithm.multiply(context, c, a.words, a.length, b.words, b.length, scratch);
 }
 
 /// c = a * b, each operand cut into pieces of half the longest product.
