@@ -23,7 +23,9 @@ function(nf_layer name)
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma;-mbmi2")
     elseif(source MATCHES "_avx512\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS
-        "-mavx512f;-mavx512dq;-mavx512vl;-mavx512bw;-mavx2;-mfma;-mbmi2")
+        "-mavx512f;-mavx512dq;-mavx512vl;-mavx512bw;-mavx2;-mfma;-mbmi2"
+        # GCC 12 warns of its own intrinsics, which leave lanes undefined on purpose.
+        "-Wno-uninitialized;-Wno-maybe-uninitialized")
     endif()
   endforeach()
 endfunction()

@@ -206,8 +206,8 @@ TEST_F(Fft, PlansReachTheLargestSizeAndScratchNeverShrinks) {
   for (std::size_t i = 0; i < test::reps(2000); ++i) {
     const std::size_t n = rng_.size(10000000), m = n + rng_.size(n / 3 + 1);
     EXPECT_LE(fft.scratch_bytes(n, 2), fft.scratch_bytes(m, 2)) << n << ' ' << m;
-    const SpectrumShape small{n, 1 + n / (2 + rng_.below(5)), 1};
-    const SpectrumShape large{m, small.shorter + rng_.below(9), 2};
+    const SpectrumShape small{n, 1 + n / (2 + rng_.size(4)), 1};
+    const SpectrumShape large{m, small.shorter + rng_.size(8), 2};
     EXPECT_LE(fft.spectrum_bytes(small), fft.spectrum_bytes(large)) << n << ' ' << m;
     EXPECT_LE(fft.spectra_bytes(small, 2), fft.spectra_bytes(large, 2)) << n << ' ' << m;
     const fft::Plan plan = fft::plan_wrapped(m, large.shorter, 2);

@@ -81,7 +81,7 @@ TEST_F(HybridKernels, ColumnsAreEvaluations) {
           std::fill_n(&x[rows / 2 * kWidth], rows / 2 * kWidth, std::nan(""));
         loops.forward_columns(x.data(), kWidth, filled, plane.data(), kStride, &forward, f.mod);
         const u64 root = integer(f, f.root[kForward][odd_index(odd)][log]);
-        for (const std::size_t row : {std::size_t{0}, rng_.below(rows), rows - 1}) {
+        for (const std::size_t row : {std::size_t{0}, rng_.size(rows - 1), rows - 1}) {
           const std::size_t part = row >> log, node = row & ((std::size_t{1} << log) - 1);
           const u64 point = f.power(root, part + odd * reversed(node, log));
           u64 sum = 0;
@@ -128,7 +128,7 @@ TEST_F(HybridKernels, RowsMultiplyModuloTheirPolynomial) {
       loops.multiply(x.data(), x.data(), y.data(), n, f.inverse_of_length[0][log], f.mod);
       loops.inverse_row(x.data(), inverse, f.mod);
       const u64 z = f.power(integer(f, s), n);
-      for (const std::size_t i : {std::size_t{0}, rng_.below(n), n - 1}) {
+      for (const std::size_t i : {std::size_t{0}, rng_.size(n - 1), n - 1}) {
         u64 below = 0, above = 0;
         for (std::size_t j = 0; j < n; ++j) {
           u64& sum = j <= i ? below : above;
