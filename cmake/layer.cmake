@@ -22,10 +22,9 @@ function(nf_layer name)
     if(source MATCHES "_avx2\\.cpp$")
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "-mavx2;-mfma;-mbmi2")
     elseif(source MATCHES "_avx512\\.cpp$")
+      # GCC 12 warns of its own intrinsics, which leave lanes undefined on purpose.
       set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS
-        "-mavx512f;-mavx512dq;-mavx512vl;-mavx512bw;-mavx2;-mfma;-mbmi2"
-        # GCC 12 warns of its own intrinsics, which leave lanes undefined on purpose.
-        "-Wno-uninitialized;-Wno-maybe-uninitialized")
+        "-mavx512f;-mavx512dq;-mavx512vl;-mavx512bw;-mavx2;-mfma;-mbmi2;-Wno-uninitialized;-Wno-maybe-uninitialized")
     endif()
   endforeach()
 endfunction()
