@@ -141,7 +141,7 @@ TEST_F(SpectrumTest, SumsOfProductsAreWhatPlainProductsGive) {
     for (const Method& method : methods()) {
       const unsigned threads = 1 + static_cast<unsigned>(rng_.below(3));
       const std::size_t words = rng_.size(rep % 32 == 0 ? 300000 : 5000);
-      const SpectrumShape shape = {words, rng_.below(4) ? words : 1 + rng_.below(words),
+      const SpectrumShape shape = {words, rng_.below(4) ? words : rng_.size(words),
                                    1 + static_cast<unsigned>(rng_.below(4))};
       SCOPED_TRACE(method.name + ": " + std::to_string(words) + " words, sums of " +
                    std::to_string(shape.sum) + ", threads: " + std::to_string(threads));
