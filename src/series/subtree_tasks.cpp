@@ -9,8 +9,12 @@
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
 
-/// Subtrees for each thread, so that a thread that falls behind does not keep the others waiting.
-constexpr std::size_t kSubtreesPerTask = 4;
+/// Subtrees for each thread, so that a thread that falls behind does not keep the others waiting,
+/// and how few they may be where the range is short.
+constexpr std::size_t kSubtreesPerTask = 16, kLeastSubtreesPerTask = 4;
+/// Nodes for each thread from which on one thread merges a node alone; the merges above would leave
+/// threads waiting for the last of them.
+constexpr std::size_t kSharedNodesPerTask = 4;
 /// Subtrees are not worth a task below so many bits of Q and so many terms.
 constexpr double kLeastBits = 1 << 15;
 constexpr std::uint64_t kLeastTerms = 128;
@@ -32,11 +36,16 @@ SubtreeTasks::SubtreeTasks(Context& context, SeriesRun& run, std::uint64_t a, st
       tds_(tds),
       serial_{serial_threads_, context.products, context.longest_product},
       serial_sizing_(run.sizing.in(serial_)) {
-  const unsigned levels = levels_for(kSubtreesPerTask * tds);
-  const double subtrees = std::ldexp(1.0, static_cast<int>(levels));
-  if (run.sizing.bits(a, b).Q < subtrees * kLeastBits || (b - a) >> levels < kLeastTerms) return;
+  const double bits = run.sizing.bits(a, b).Q;
+  const auto is_too_short = [&](unsigned levels) {
+    return std::ldexp(bits, -static_cast<int>(levels)) < kLeastBits ||
+           (b - a) >> levels < kLeastTerms;
+  };
+  unsigned levels = levels_for(kSubtreesPerTask * tds);
+  while (levels > levels_for(kLeastSubtreesPerTask * tds) && is_too_short(levels)) --levels;
+  if (is_too_short(levels)) return;
   levels_ = levels;
-  serial_level_ = levels_for(tds);
+  serial_level_ = std::min(levels_for(kSharedNodesPerTask * tds), levels - 2);
   nodes_ = std::vector<Node>(2 * first_of(levels));
   nodes_[1].a = a;
   nodes_[1].b = b;

@@ -199,6 +199,7 @@ TEST_F(CommonP2B3Test, SubtreeTasks) {
     const CommonP2B3::Sizing sizing(context, series, 60000);
     CommonP2B3::SeriesRun run{series, sizing, plan, progress};
     CommonP2B3::SubtreeTasks tasks(context, run, 5, series.terms, needs_R, threads);
+    EXPECT_TRUE(threads == 0 || tasks.can_run());
     const CommonP2B3::Words words = sizing.result(5, series.terms, needs_R);
     const FencedScratch results(words.bytes());
     const FencedScratch scratch(threads != 0 ? tasks.scratch_bytes()
