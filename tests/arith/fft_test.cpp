@@ -63,7 +63,7 @@ class Fft : public test::RandomTest {
     const unsigned slots = fft::Transform::slots_for(shape, threads);
     const test::FencedScratch scratch(fft::Transform::need(shape, slots) +
                                       2 * carved_bytes<double>(shape.plane_doubles()));
-    fft::Carver memory(scratch.buffer());
+    Carver memory(scratch.buffer());
     double* const x = memory.take<double>(shape.plane_doubles());
     double* const y = memory.take<double>(shape.plane_doubles());
     fft::Transform transform(context, *set.fft, plan, slots, memory);

@@ -49,7 +49,7 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
         const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
                                           (plan.primes + 1) *
                                               carved_bytes<double>(plan.plane_doubles()));
-        hybrid::Carver memory(scratch.buffer());
+        Carver memory(scratch.buffer());
         double* planes[hybrid::kMaxPrimes + 1];
         for (unsigned k = 0; k <= plan.primes; ++k)
           planes[k] = memory.take<double>(plan.plane_doubles());
@@ -151,7 +151,7 @@ TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
     const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
                                       (plan.primes + 1) *
                                           carved_bytes<double>(plan.plane_doubles()));
-    hybrid::Carver memory(scratch.buffer());
+    Carver memory(scratch.buffer());
     hybrid::Transform transform(context, *loops_, plan, 1, memory);
     double* planes[hybrid::kMaxPrimes + 1];
     for (unsigned k = 0; k <= plan.primes; ++k)

@@ -52,7 +52,7 @@ TEST_F(Vector, MultipliesInEveryShape) {
           const std::size_t plane_bytes = carved_bytes<double>(plan.plane_doubles());
           const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
                                             (plan.primes() + 1) * plane_bytes);
-          hybrid::Carver memory(scratch.buffer());
+          Carver memory(scratch.buffer());
           vector::Plane planes[hybrid::kWidePrimes + 1];
           for (unsigned k = 0; k <= plan.primes(); ++k)
             planes[k] = vector::Plane(memory.take<double>(plan.plane_doubles()));

@@ -12,7 +12,6 @@
 namespace nmp {
 namespace {
 
-using fft::Carver;
 using fft::Kernels;
 using fft::Length;
 using fft::Plan;

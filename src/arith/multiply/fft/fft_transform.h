@@ -14,29 +14,9 @@
 #include "arith/multiply/fft/fft_plan.h"
 #include "arith/multiply/fft/fft_tables.h"
 #include "arith/word.h"
-#include "memory/aligned_buffer.h"
+#include "memory/carver.h"
 
 namespace nmp::fft {
-
-/// Takes memory from a buffer, or without one just adds up what would be taken: estimate and use
-/// are the same code.
-class Carver {
- public:
-  Carver() = default;
-  explicit Carver(AlignedBufferC buffer) : buffer_(buffer), real_(true) {}
-  template <typename T>
-  T* take(std::size_t count) {
-    bytes_ += carved_bytes<T>(count);
-    return real_ ? buffer_.carve<T>(count) : nullptr;
-  }
-  std::size_t bytes() const { return bytes_; }
-  AlignedBufferC rest() const { return buffer_; }
-
- private:
-  AlignedBufferC buffer_;
-  bool real_ = false;
-  std::size_t bytes_ = 0;
-};
 
 /// Whether planes of this length fit the address space.
 bool addressable(const Length& length);

@@ -15,7 +15,6 @@
 namespace nmp {
 namespace {
 
-using hybrid::Carver;
 using hybrid::Kernels;
 using hybrid::kMaxPrimes;
 using hybrid::Plan;

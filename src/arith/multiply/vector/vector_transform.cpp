@@ -8,7 +8,6 @@
 namespace nmp::vector {
 namespace {
 
-using hybrid::Carver;
 using hybrid::Columns;
 using hybrid::Direction;
 using hybrid::Field;

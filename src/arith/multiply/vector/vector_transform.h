@@ -21,8 +21,7 @@ class Transform {
  public:
   static constexpr unsigned kMaxSlots = 64;
   /// Has as many tasks as the context has threads, each with buffers of its own.
-  Transform(Context& context, const hybrid::Kernels& kernels, const Plan& plan,
-            hybrid::Carver& memory);
+  Transform(Context& context, const hybrid::Kernels& kernels, const Plan& plan, Carver& memory);
   /// Bytes that the constructor takes.
   static hybrid::Need need(const Plan& plan);
 
@@ -48,8 +47,8 @@ class Transform {
   static constexpr std::size_t kPiecesPerSlot = 4;
 
   static unsigned slots_for(const Plan& plan, unsigned threads);
-  static void take(hybrid::Carver& memory, const Plan& plan, unsigned slots,
-                   hybrid::Tree* (*trees)[2], Slot* slot);
+  static void take(Carver& memory, const Plan& plan, unsigned slots, hybrid::Tree* (*trees)[2],
+                   Slot* slot);
   const hybrid::Field& field(unsigned k) const { return *fields_.field[k]; }
   void build_trees(unsigned k, hybrid::Direction direction);
   hybrid::Columns columns(unsigned k, hybrid::Direction direction, const hybrid::Tree* trees,

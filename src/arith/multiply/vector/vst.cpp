@@ -14,7 +14,6 @@
 namespace nmp {
 namespace {
 
-using hybrid::Carver;
 using hybrid::Kernels;
 using hybrid::Need;
 using vector::best_length;
