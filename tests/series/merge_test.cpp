@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "series/last_merge.h"
 #include "support/arithmetic.h"
 #include "support/faults.h"
