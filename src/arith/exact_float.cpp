@@ -264,4 +264,8 @@ int compare_magnitude(const ExactFloat& a, const ExactFloat& b) {
   return words::compare_tops(a.T, a.L, b.T, b.L);
 }
 
+ExactFloat carve_number(AlignedBufferC& memory, std::size_t words) {
+  return ExactFloat(memory.carve<Word>(words), static_cast<std::uint32_t>(words));
+}
+
 }  // namespace nmp

@@ -82,6 +82,9 @@ class ExactFloat {
   std::uint32_t buffer_size = 0;
 };
 
+/// A zero with room for `words` words, off the front of `memory`.
+ExactFloat carve_number(AlignedBufferC& memory, std::size_t words);
+
 /// -1, 0 or 1 as |a| is below, equal to or above |b|.
 int compare_magnitude(const ExactFloat& a, const ExactFloat& b);
 

@@ -32,10 +32,6 @@ std::uint64_t magnitude(std::int64_t x) {
   return x < 0 ? 0 - static_cast<std::uint64_t>(x) : static_cast<std::uint64_t>(x);
 }
 
-ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
-  return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
-}
-
 /// x *= by, in place.
 void multiply_by(Context& context, ExactFloat& x, std::uint64_t by, AlignedBufferC scratch) {
   if (by <= 0xFFFFFFFFu) return x.mul_uW(static_cast<Word>(by));

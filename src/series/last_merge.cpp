@@ -11,10 +11,6 @@ namespace {
 /// Pieces of products are not made shorter than this to save memory.
 constexpr std::size_t kLeastPiece = 1024;
 
-ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
-  return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
-}
-
 Words lengths(const Range& range) { return {range.P.L, range.Q.L, range.R.L}; }
 
 /// R0 = the words of R0*P1 from position `lowest` on. False, and R0 as it was, if there is no room.

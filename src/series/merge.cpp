@@ -15,10 +15,6 @@ namespace {
 /// Products shorter than this gain nothing from shared transforms: making the plan costs more.
 constexpr std::size_t kLeastSharedWords = 400;
 
-ExactFloat carve_number(AlignedBufferC& scratch, std::size_t words) {
-  return ExactFloat(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
-}
-
 Words lengths(const Range& range) { return {range.P.L, range.Q.L, range.R.L}; }
 
 /// Words of R0*P1 and R0*R1, the products that the shared way forms one by one.

@@ -39,17 +39,11 @@ std::size_t spectrum_bytes(const Context& context, const SpectrumShape& shape) {
 bool take_sign(Word* words, std::size_t n, int wrap_sign, Word above) {
   const bool negative = above != 0 || words[n - 1] >> (kWordBits - 1) != 0;
   if (!negative) return false;
-  // 2^(32 n) - wrap_sign - x: the complement of all words, plus two where the sign is -1.
-  for (std::size_t i = 0; i < n; ++i) words[i] = ~words[i];
+  // 2^(32 n) - wrap_sign - x: the complement of all words, plus two where the sign is
+  // -1; for x = 2^(32 n), whose low words are zero, that wraps around to one, as it should.
+  words::complement(words, words, n);
   if (wrap_sign < 0) {
-    if (above != 0)  // x = 2^(32 n): the complement of its low words is 2^(32 n) - 1, one too few
-      for (std::size_t i = 0; i < n; ++i) words[i] = i == 0;
-    else
-      for (Word add = 2, i = 0; add != 0 && i < n; ++i) {
-        const Word sum = words[i] + add;
-        add = sum < words[i];
-        words[i] = sum;
-      }
+    words::add_1(words, words, n, 2);
   }
   return true;
 }

@@ -6,6 +6,7 @@
 #include "arith/multiply/fft/fft_spectra.h"
 #include "arith/multiply/fft/fft_transform.h"
 #include "arith/multiply/ntt64/ntt64.h"
+#include "arith/word_ops.h"
 #include "foundation/exceptions.h"
 #include "parallel/context.h"
 
@@ -48,12 +49,7 @@ std::size_t bytes_for(std::uint64_t words, unsigned threads) {
 
 /// c[0, n) += d[0, m), m <= n, modulo 2^(32 n).
 void add(Word* c, std::size_t n, const Word* d, std::size_t m) {
-  std::uint64_t sum = 0;
-  for (std::size_t i = 0; i < n && (i < m || sum != 0); ++i) {
-    sum += std::uint64_t{c[i]} + (i < m ? d[i] : 0);
-    c[i] = static_cast<Word>(sum);
-    sum >>= kWordBits;
-  }
+  if (words::add_n(c, c, d, m) != 0) words::increment(c + m, n - m);
 }
 
 /// One product with its operands in order, al >= bl.
