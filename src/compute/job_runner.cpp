@@ -65,8 +65,7 @@ class Run {
   explicit Run(const Job& job)
       : job_(job),
         precision_(checked_precision(job)),
-        formula_(Formulas::make_formula(job.constant, static_cast<std::int64_t>(job.argument),
-                                        job.algorithm)),
+        formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
         context_{*framework_, table_, formula_->longest_product(precision_)} {
     for (const nmp::TuningLine& line : job.profile->tuning) {

@@ -16,7 +16,7 @@ std::size_t Formula::result_words(nmp::Context&, std::size_t p) const {
 
 std::size_t Formula::longest_product(std::size_t) const { return static_cast<std::size_t>(-1); }
 
-std::unique_ptr<Formula> make_formula(std::string_view constant, std::int64_t argument,
+std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t argument,
                                       std::string_view algorithm) {
   if (constant == "sqrt")
     return std::make_unique<Sqrt_Newton_BigFloatR>(static_cast<nmp::Word>(argument));

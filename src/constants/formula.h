@@ -32,9 +32,10 @@ class Formula {
   virtual std::size_t longest_product(std::size_t p) const;
 };
 
-/// The formula behind a catalogue entry's algorithm. `argument` is the n of sqrt(n), else ignored.
-/// Throws InvalidParametersException where that combination has no formula in this program.
-std::unique_ptr<Formula> make_formula(std::string_view constant, std::int64_t argument,
+/// The formula behind a catalogue entry's algorithm. `argument` is what the catalogue's checks
+/// return: the n of sqrt(n), log(n) and brent; constants without one ignore it. Throws
+/// InvalidParametersException where that combination has no formula in this program.
+std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t argument,
                                       std::string_view algorithm);
 
 }  // namespace numforge::Formulas

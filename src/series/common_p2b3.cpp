@@ -10,6 +10,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "parallel/context.h"
+#include "series/fault.h"
 #include "series/last_merge.h"
 #include "series/recurrence.h"
 #include "series/reduce.h"
@@ -81,6 +82,7 @@ void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut
   if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
     drop_common(*common, left, right, cut.a, cut.m, cut.b);
   merge(context, left, right, needs_R, sizing.kept(), scratch);
+  spoil(left.P);
 }
 
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,

@@ -36,8 +36,7 @@ class Constants : public ::testing::Test {
  protected:
   Digits compute(const std::string& constant, std::uint64_t argument, const std::string& algorithm,
                  unsigned radix, std::uint64_t digits) {
-    const auto formula =
-        Formulas::make_formula(constant, static_cast<std::int64_t>(argument), algorithm);
+    const auto formula = Formulas::make_formula(constant, argument, algorithm);
     const auto p = static_cast<std::size_t>(radix == 10 ? words_for_digits(digits, 0)
                                                         : words_for_digits(0, digits));
     nmp::Context context = arithmetic_.context;
