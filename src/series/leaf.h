@@ -20,8 +20,8 @@ struct CubicTerms {
 /// The products of a short range, common factors dropped.
 struct Leaf {
   static constexpr std::uint64_t kMostTerms = 16;
-  /// 16 terms of two limbs and a half, and a limb that is not yet carried into.
-  static constexpr std::size_t kLimbs = 16 * 3 + 4;
+  /// What a leaf's Q may have, and a limb or two that are not yet carried into.
+  static constexpr std::size_t kMostLimbs = 88, kLimbs = kMostLimbs + 8;
 
   /// A magnitude.
   struct Number {
