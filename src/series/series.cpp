@@ -1,5 +1,6 @@
 #include "series/series.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "foundation/exceptions.h"
@@ -23,6 +24,11 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
   const double shift = 1 + beta / alpha;
   const double ln = log_gamma(last + shift) - log_gamma(static_cast<double>(a) + shift);
   return n * std::log2(alpha) + ln / std::log(2.0) + 1;
+}
+
+double linear_gain(double bits_per_term, std::uint64_t a) {
+  constexpr double kMargin = 32;
+  return std::max(0.0, bits_per_term * static_cast<double>(a) - kMargin);
 }
 
 void Series::end_case_1(std::uint64_t, Term&) const {
