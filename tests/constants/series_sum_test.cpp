@@ -47,7 +47,7 @@ TEST_F(SeriesSumTest, KeepsItsPrecisionWhateverCancels) {
   for (std::size_t rep = 0; rep < nmp::test::reps(20); ++rep) {
     const std::size_t p = rng_.size(300);
     // arccoth(10) = arccoth(19) + arccoth(21)
-    const std::int64_t c = std::int64_t{1} << rng_.below(56);
+    const std::int64_t c = std::int64_t{1} << (rep % 2 == 0 ? rng_.below(60) : 59);
     const OwnedFloat plain = compute(context_, sum_of({{2, 3}}, std::log(2), p), p);
     const OwnedFloat sum =
         compute(context_, sum_of({{c, 10}, {2, 3}, {-c, 19}, {-c, 21}}, std::log(2), p), p);
@@ -55,7 +55,8 @@ TEST_F(SeriesSumTest, KeepsItsPrecisionWhateverCancels) {
     difference.set_sub(context_, plain, sum, p);
     std::int64_t exponent = 0;
     const double d = std::abs(difference.to_double(&exponent));
-    ASSERT_LT(std::ldexp(d, static_cast<int>(32 * (exponent + static_cast<std::int64_t>(p)))), 2)
+    ASSERT_LT(std::ldexp(d, static_cast<int>(32 * (exponent + static_cast<std::int64_t>(p)))),
+              std::log(2))
         << c << ", " << p << " words";
   }
 }
