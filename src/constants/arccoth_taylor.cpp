@@ -41,6 +41,10 @@ struct Growing {
     nmp::store_limb(T.data(), x);
     L = words::stripped_length(T.data(), 2);
   }
+  void set(const Growing& x) {
+    words::copy(T.data(), x.T.data(), x.L);
+    L = x.L;
+  }
   void multiply(std::uint64_t factor) {
     nmp::store_limb(T.data() + L, words::mul_2(T.data(), T.data(), L, factor));
     L = words::stripped_length(T.data(), L + 2);
@@ -95,7 +99,7 @@ void ArcCoth_BSR_End_PQR2(ArcCothSum& sum, std::uint64_t x, std::uint64_t k) {
 /// D / (2k+1) for the next term, which is as yet D / shared.
 void add_part(ArcCothSum& sum, Word shared) {
   if (shared == 1) return sum.P.add(sum.D);
-  sum.part = sum.D;
+  sum.part.set(sum.D);
   sum.part.divide(shared);
   sum.P.add(sum.part);
 }
@@ -156,10 +160,7 @@ class SeriesArcCoth : public Series {
  private:
   /// x^(2n) for a leaf of n terms.
   void set_power(Growing& power, std::uint64_t n) const {
-    if (n == kLeafTerms) {
-      power = power_;
-      return;
-    }
+    if (n == kLeafTerms) return power.set(power_);
     power.set_u64(1);
     for (std::uint64_t i = 0; i < 2 * n; ++i) power.multiply(x_);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "arith/wide.h"
 #include "arith/word_ops.h"
 
 namespace nmp {
@@ -16,13 +17,15 @@ std::uint64_t inverse_of_limb(std::uint64_t d) {
 }
 
 void divide_by_word(Word* x, std::size_t n, Word d) {
-  const Word inverse = static_cast<Word>(inverse_of_limb(d));
-  DoubleWord borrow = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const DoubleWord difference = DoubleWord{x[i]} - borrow;
-    x[i] = static_cast<Word>(difference) * inverse;
-    borrow = ((DoubleWord{x[i]} * d) >> kWordBits) + (difference >> 63);
+  const std::uint64_t inverse = inverse_of_limb(d);
+  std::uint64_t borrow = 0;
+  std::size_t i = 0;
+  for (; i + 2 <= n; i += 2) {
+    const std::uint64_t limb = load_limb(x + i), q = (limb - borrow) * inverse;
+    store_limb(x + i, q);
+    borrow = wide::multiply_high(q, d) + (limb < borrow);
   }
+  if (i < n) x[i] = static_cast<Word>((x[i] - borrow) * inverse);
 }
 
 }  // namespace
