@@ -23,7 +23,7 @@
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
-#include "memory/page_block.h"
+#include "memory/memory_block.h"
 #include "parallel/context.h"
 #include "platform/process.h"
 #include "platform/processor.h"
@@ -67,6 +67,7 @@ class Run {
         precision_(checked_precision(job)),
         formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
+        allocator_(nmp::parse_allocator(job.allocator)),
         context_{*framework_, table_, formula_->longest_product(precision_)} {
     for (const nmp::TuningLine& line : job.profile->tuning) {
       const nmp::TuningEntry entry{line.id, line.threshold};
@@ -90,6 +91,9 @@ class Run {
     return radix == 10 ? job_.decimal_digits : job_.hex_digits;
   }
   std::string stem(unsigned radix) const;
+  std::string allocator_text() const {
+    return std::string(allocator_.type->display_name) + "  (" + allocator_.description() + ")";
+  }
   RadixReport produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
                       AlignedBufferC scratch);
   void write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& report,
@@ -101,6 +105,7 @@ class Run {
   std::size_t precision_;
   std::unique_ptr<Formulas::Formula> formula_;
   std::unique_ptr<nmp::parallel::Context> framework_;
+  nmp::AllocatorChoice allocator_;
   nmp::AlgorithmTable table_;
   nmp::Context context_;
 };
@@ -126,11 +131,12 @@ std::string Run::stem(unsigned radix) const {
                               algorithm_file_text(job_));
 }
 
+void row(const char* label, const std::string& value) {
+  nmp::console::print('w', label);
+  nmp::console::print_line('G', value);
+}
+
 void Run::announce(std::uint64_t memory) const {
-  const auto row = [](const char* label, const std::string& value) {
-    nmp::console::print('w', label);
-    nmp::console::print_line('G', value);
-  };
   nmp::console::print_line();
   row("  Constant:            ", constant_name(job_));
   row("  Algorithm:           ",
@@ -140,8 +146,8 @@ void Run::announce(std::uint64_t memory) const {
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
   row("  Computation Mode:    ", "Ram Only");
   row("  Multi-Threading:     ", framework_->description());
+  row("  Memory Allocator:    ", allocator_text());
   row("  Memory Needed:       ", nmp::exact_byte_size(memory));
-  nmp::console::print_line();
 }
 
 JobReport Run::describe(std::uint64_t memory_needed) const {
@@ -152,6 +158,7 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   report.decimal_digits = job_.decimal_digits;
   report.hex_digits = job_.hex_digits;
   report.framework = framework_->description();
+  report.allocator = allocator_text();
   report.threads = framework_->threads();
   report.processor = nmp::platform::processor_name();
   report.kernels = nmp::kernels().name;
@@ -168,13 +175,17 @@ void Run::execute() {
   // The program itself is in memory too; what it holds now, its tables included, it holds
   // throughout.
   table_.prepare(4 * precision_);
-  const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
+  const std::uint64_t needed =
+      nmp::platform::peak_memory() + block_size + nmp::MemoryBlock::kFenceBytes;
   require_memory(job_, needed);
   announce(needed);
   JobReport report = describe(needed);
+  nmp::MemoryBlock block(allocator_.make(), static_cast<std::size_t>(block_size));
+  report.memory_granted = block.statement();
+  row("  Memory Granted:      ", block.statement());
+  nmp::console::print_line();
 
   StatusDisplay status;
-  const nmp::PageBlock block(static_cast<std::size_t>(block_size));
   AlignedBufferC scratch = block.buffer();
   const std::size_t words = formula_->result_words(context_, precision_);
   nmp::BigFloat number(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
@@ -186,6 +197,7 @@ void Run::execute() {
   report.stages = status.stages();
   report.total_seconds = status.total_seconds();
   report.memory_used = nmp::platform::peak_memory();
+  block.release();
   if (!report.file.empty()) write_report(report);
   print_report(report);
 }
