@@ -10,7 +10,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "foundation/process_settings.h"
-#include "memory/allocator_names.h"
+#include "memory/allocator_choice.h"
 #include "platform/processor.h"
 
 namespace numforge {
@@ -88,7 +88,7 @@ void set_mode(Job& job, std::string_view name) {
 }
 
 void set_allocator(Job& job, std::string description) {
-  job.allocator = nmp::allocator_by_name(description).key;
+  job.allocator = nmp::parse_allocator(description).description();
 }
 
 void set_framework(Job& job, std::string description) {

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "foundation/build_profile.h"
+#include "memory/allocator_choice.h"
 #include "parallel/context.h"
 
 namespace numforge {
@@ -37,7 +38,7 @@ struct Job {
   bool verify = true;
 
   Mode mode = Mode::Ram;
-  std::string allocator = "malloc";
+  std::string allocator{nmp::kDefaultAllocator};
   std::string framework{nmp::parallel::kDefaultFramework};
   std::uint32_t task_decomposition = 1;
 

@@ -24,7 +24,7 @@
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
-#include "memory/page_block.h"
+#include "memory/memory_block.h"
 #include "parallel/context.h"
 #include "platform/process.h"
 #include "platform/processor.h"
@@ -68,6 +68,7 @@ class Run {
         precision_(checked_precision(job)),
         formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
+        allocator_(nmp::parse_allocator(job.allocator)),
         context_{*framework_, table_, formula_->longest_product(precision_),
                  job.task_decomposition} {
     for (const nmp::TuningLine& line : job.profile->tuning) {
@@ -79,7 +80,7 @@ class Run {
   /// Sizes, and the tables that the program will hold.
   JobNeeds needs() {
     table_.prepare(4 * precision_);
-    return {nmp::platform::peak_memory(), block_bytes()};
+    return {nmp::platform::peak_memory() + nmp::MemoryBlock::kFenceBytes, block_bytes()};
   }
   void execute(std::optional<std::uint64_t> shown_block);
   /// Says which digit files of a job that was broken off are complete.
@@ -99,6 +100,9 @@ class Run {
     return radix == 10 ? job_.decimal_digits : job_.hex_digits;
   }
   std::string stem(unsigned radix) const;
+  std::string allocator_text() const {
+    return std::string(allocator_.type->display_name) + "  (" + allocator_.description() + ")";
+  }
   RadixReport produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
                       AlignedBufferC scratch);
   void write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& report,
@@ -110,6 +114,7 @@ class Run {
   std::size_t precision_;
   std::unique_ptr<Formulas::Formula> formula_;
   std::unique_ptr<nmp::parallel::Context> framework_;
+  nmp::AllocatorChoice allocator_;
   nmp::AlgorithmTable table_;
   nmp::Context context_;
   std::vector<std::string> files_;  ///< complete by now
@@ -136,11 +141,12 @@ std::string Run::stem(unsigned radix) const {
                               algorithm_file_text(job_));
 }
 
+void row(const char* label, const std::string& value) {
+  nmp::console::print('w', label);
+  nmp::console::print_line('G', value);
+}
+
 void Run::announce(std::uint64_t memory) const {
-  const auto row = [](const char* label, const std::string& value) {
-    nmp::console::print('w', label);
-    nmp::console::print_line('G', value);
-  };
   nmp::console::print_line();
   row("  Constant:            ", constant_name(job_));
   row("  Algorithm:           ",
@@ -150,8 +156,8 @@ void Run::announce(std::uint64_t memory) const {
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
   row("  Computation Mode:    ", "Ram Only");
   row("  Multi-Threading:     ", framework_->description());
+  row("  Memory Allocator:    ", allocator_text());
   row("  Memory Needed:       ", nmp::exact_byte_size(memory));
-  nmp::console::print_line();
 }
 
 JobReport Run::describe(std::uint64_t memory_needed) const {
@@ -162,6 +168,7 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   report.decimal_digits = job_.decimal_digits;
   report.hex_digits = job_.hex_digits;
   report.framework = framework_->description();
+  report.allocator = allocator_text();
   report.threads = framework_->threads();
   report.processor = nmp::platform::processor_name();
   report.kernels = nmp::kernels().name;
@@ -182,9 +189,12 @@ void Run::execute(std::optional<std::uint64_t> shown_block) {
     nmp::console::print_line("This is a known bug for some constants.");
   }
   JobReport report = describe(needed.memory());
+  nmp::MemoryBlock block(allocator_.make(), static_cast<std::size_t>(needed.block));
+  report.memory_granted = block.statement();
+  row("  Memory Granted:      ", block.statement());
+  nmp::console::print_line();
 
   StatusDisplay status;
-  const nmp::PageBlock block(static_cast<std::size_t>(needed.block));
   AlignedBufferC scratch = block.buffer();
   const std::size_t words = formula_->result_words(context_, precision_);
   nmp::BigFloat number(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
@@ -196,6 +206,7 @@ void Run::execute(std::optional<std::uint64_t> shown_block) {
   report.stages = status.stages();
   report.total_seconds = status.total_seconds();
   report.memory_used = nmp::platform::peak_memory();
+  block.release();
   if (!report.file.empty()) write_report(report);
   print_report(report);
 }

@@ -48,6 +48,8 @@ std::vector<std::string> JobReport::lines() const {
   lines.push_back(row("Threads:", std::to_string(threads) + "  (" + framework + ")"));
   lines.push_back(row("Started:", started));
   lines.push_back("");
+  lines.push_back(row("Memory Allocator:", allocator));
+  lines.push_back(row("Memory Granted:", memory_granted));
   lines.push_back(row("Memory Needed:", nmp::exact_byte_size(memory_needed)));
   lines.push_back(row("Peak Memory Used:", nmp::exact_byte_size(memory_used)));
   lines.push_back("");

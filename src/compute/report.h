@@ -27,6 +27,7 @@ struct JobReport {
   unsigned threads = 1;
   std::string processor, kernels;  ///< name of the machine's processor; instruction set in use
   std::string started;             ///< local date and time
+  std::string allocator, memory_granted;             ///< where the memory came from, and how
   std::uint64_t memory_needed = 0, memory_used = 0;  ///< bytes, the program itself included
   std::vector<StageTime> stages;
   double total_seconds = 0;
