@@ -13,7 +13,7 @@ namespace bbp {
 struct Kernels;
 }
 
-enum class BBPMode { A, B, C };
+enum class BBPMode : unsigned { A, B, C };
 inline constexpr unsigned kBBPModes = 3;
 
 struct BBPModeInfo {

@@ -13,17 +13,16 @@
 
 namespace numforge {
 
-/// Positions whose divisors could pass every mode's limit are far below this one.
-inline constexpr std::uint64_t kMostBBPOffset = std::uint64_t{1} << 60;
+inline constexpr std::uint64_t kMostBBPOffset = (std::uint64_t{1} << 63) - 1;
 inline constexpr std::uint64_t kMostBBPDigits = 1'000'000;
 
 struct BBPPlan {
   unsigned formula = 0;
   std::uint64_t offset = 0, digits = 0;
-  std::size_t kernel_words = 0;     ///< of 48 bits: W = 48 kernel_words
-  std::uint64_t terms = 0;          ///< values of k
-  std::uint64_t modular_terms = 0;  ///< those, from 0 on, whose exponents are all at least 0
-  std::uint64_t largest_divisor = 0;
+  std::size_t kernel_words = 0;       ///< of 48 bits: W = 48 kernel_words
+  std::uint64_t terms = 0;            ///< values of k
+  std::uint64_t modular_terms = 0;    ///< those, from 0 on, whose exponents are all at least 0
+  std::uint64_t largest_divisor = 0;  ///< sticks at the end of the range
   std::uint64_t error_bound = 0;
 
   std::uint64_t precision_bits() const { return 48 * std::uint64_t{kernel_words}; }
