@@ -139,6 +139,8 @@ void validate(const Job& job) {
   algorithm_by_key(constant, job.algorithm);
   if (job.decimal_digits == 0 && job.hex_digits == 0)
     refuse(kHere, "The number of digits to compute must be at least 1.");
+  if (job.bbp_check && (job.constant != "pi" || job.hex_digits == 0))
+    refuse(kHere, "-bbp:1 checks the last hexadecimal digits of Pi; this job has none.");
   if (job.mode == Mode::Swap)
     throw ModeNotSupportedException(
         kHere, "Swap Mode cannot run in this version yet. Please choose Ram Only (-mode:ram).");

@@ -36,6 +36,7 @@ struct Job {
   bool output_enable = true;
   std::uint64_t digits_per_file = 0;  ///< 0: text file; kOneFile; else a count
   bool verify = true;
+  bool bbp_check = false;  ///< compare the last hexadecimal digits with the digit extractor's
 
   Mode mode = Mode::Ram;
   std::string allocator{nmp::kDefaultAllocator};

@@ -48,6 +48,8 @@ constexpr nmp::Option<Job> kOptions[] = {
      integer<set_digits_per_file>},
     {"-compress", "N", "the same as -C", integer<set_digits_per_file>},
     {"-verify", "0|1", "read the written digits back and check them", flag<&Job::verify>},
+    {"-bbp", "0|1", "compare the last hexadecimal digits of Pi with the digit extractor's",
+     flag<&Job::bbp_check>},
     {"-mode", "ram|swap", "keep all data in memory, or use disks (not in this version yet)",
      text<set_mode>},
     {"-MA", "NAME[:SETTING,...]",

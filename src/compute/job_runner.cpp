@@ -12,6 +12,7 @@
 #include "arith/big_float.h"
 #include "arith/kernels/kernel_set.h"
 #include "arith/multiply/algorithm_table.h"
+#include "compute/bbp_check.h"
 #include "compute/precision.h"
 #include "compute/report.h"
 #include "compute/status_display.h"
@@ -229,6 +230,10 @@ RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisp
   status.stage("Output");
   write_digits(writer, radix, report, status, scratch);
   writer.verify_binary_words(&status);
+  if (job_.bbp_check && radix == 16) {
+    status.stage("BBP Check");
+    report.bbp_check = check_with_bbp(report.last_digits, report.digits, *framework_, &status);
+  }
   return report;
 }
 

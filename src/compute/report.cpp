@@ -30,6 +30,7 @@ void add_radix(std::vector<std::string>& lines, const RadixReport& radix) {
   }
   lines.push_back(row("Digit Hash:", std::to_string(radix.hash) + "  (1 - " +
                                          nmp::with_commas(radix.digits) + ", modulo 2^61 - 1)"));
+  if (!radix.bbp_check.empty()) lines.push_back(row("BBP Check:", radix.bbp_check));
   if (radix.file.empty()) return;
   lines.push_back(row("File:", radix.file));
   lines.push_back(row("Read back:", radix.verified ? "verified" : "not verified"));

@@ -17,6 +17,7 @@ struct RadixReport {
   std::uint64_t hash = 0;    ///< of all of them, as one integer modulo 2^61 - 1
   std::string file;          ///< empty: not written
   bool verified = false;     ///< the file was read back and compared
+  std::string bbp_check;     ///< outcome of the comparison with the digit extractor, if any
 };
 
 struct JobReport {

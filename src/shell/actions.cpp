@@ -7,6 +7,7 @@
 #include "compute/job_config.h"
 #include "foundation/exceptions.h"
 #include "foundation/fatal.h"
+#include "shell/bbp_extractor.h"
 #include "shell/missing_tools.h"
 #include "shell/program_text.h"
 
@@ -42,6 +43,11 @@ void config(CommandLine& line, const BuildProfile& profile) {
   refuse_config("Invalid Action: " + file.action());
 }
 
+void bbp(CommandLine& line, const BuildProfile& profile) {
+  line.advance();
+  run_bbp_action(line, profile);
+}
+
 void about(CommandLine& line, const BuildProfile& profile) {
   line.advance();
   if (!line.at_end()) nmp::fatal_exit("Invalid Parameter: " + line.key());
@@ -62,8 +68,8 @@ constexpr nmp::Option<const BuildProfile> kActions[] = {
      missing<Tool::StressTester>},
     {"benchio", "", "I/O Performance Analysis (not in this version yet)",
      missing<Tool::IoAnalysis>},
-    {"bbp", "", "BBP Digit Extractor for Pi (not in this version yet)",
-     missing<Tool::BbpExtractor>},
+    {"bbp", "",
+     "BBP Digit Extractor for Pi: bbp OPTION:VALUE ...; without options its screen opens", bbp},
     {"digitviewer", "", "Digit Viewer (not in this version yet)", missing<Tool::DigitViewer>},
     {"validate", "", "check a validation file (not in this version yet)",
      missing<Tool::Validation>},

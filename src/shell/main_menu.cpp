@@ -2,6 +2,7 @@
 
 #include "compute/custom_compute.h"
 #include "foundation/console.h"
+#include "shell/bbp_extractor.h"
 #include "shell/missing_tools.h"
 #include "shell/program_text.h"
 
@@ -50,7 +51,7 @@ void main_menu(const nmp::BuildProfile& profile) {
     case 3:
       return custom_compute_menu(profile);
     case 4:
-      return print_missing(Tool::BbpExtractor);
+      return bbp_extractor_menu(profile);
     case 5:
       return print_missing(Tool::DigitViewer);
     case 6:

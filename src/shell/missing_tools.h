@@ -9,7 +9,6 @@ enum class Tool {
   BenchmarkPi,
   StressTester,
   IoAnalysis,
-  BbpExtractor,
   DigitViewer,
   AdvancedOptions,
   Validation,
