@@ -4,15 +4,19 @@
 #include <cstring>
 
 #include "arith/hash61.h"
+#include "digits/block_hash.h"
+#include "digits/stats_kernels.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 
 namespace nmp {
 namespace {
 
-constexpr std::size_t kGroup = 16;  ///< digits per step of the hash
+constexpr std::size_t kGroup = stats::kGroup;  ///< digits per step of the hash
 /// Digits per run of the counting: byte counters stay below 256.
 constexpr std::size_t kRun = kGroup * 255;
+/// Digits between counting and hashing.
+constexpr std::size_t kPiece = std::size_t{1} << 16;
 
 std::uint64_t load8(const std::uint8_t* digits) {
   std::uint64_t x = 0;
@@ -73,9 +77,7 @@ void count_run(const std::uint8_t* digits, std::size_t count, unsigned radix,
     if (digits[i] < radix) ++counts[digits[i]];
 }
 
-}  // namespace
-
-std::uint64_t hash_digits(const std::uint8_t* digits, std::size_t count, unsigned radix) {
+std::uint64_t portable_hash(const std::uint8_t* digits, std::size_t count, unsigned radix) {
   std::uint64_t hash = 0;
   std::size_t done = 0;
   if (radix == 10 || radix == 16) {
@@ -88,6 +90,36 @@ std::uint64_t hash_digits(const std::uint8_t* digits, std::size_t count, unsigne
   return hash;
 }
 
+/// Null where there are no vector loops for this processor or radix.
+const stats::BlockHash* block_hash(unsigned radix) {
+  const stats::Kernels* const kernels = stats::kernels();
+  if (kernels == nullptr || (radix != 10 && radix != 16)) return nullptr;
+  static const stats::BlockHash decimal(*kernels, 10), hex(*kernels, 16);
+  return radix == 10 ? &decimal : &hex;
+}
+
+void count_digits(const std::uint8_t* digits, std::size_t count, unsigned radix,
+                  std::uint64_t* counts) {
+  std::size_t done = 0;
+  if (block_hash(radix) != nullptr)
+    for (; count - done >= stats::kBlock; done += stats::kBlock)
+      stats::kernels()->count(digits + done, radix, counts);
+  for (; done < count; done += kRun)
+    count_run(digits + done, std::min(kRun, count - done), radix, counts);
+}
+
+}  // namespace
+
+std::uint64_t hash_digits(const std::uint8_t* digits, std::size_t count, unsigned radix) {
+  std::uint64_t hash = 0;
+  std::size_t done = 0;
+  if (const stats::BlockHash* blocks = block_hash(radix))
+    for (; count - done >= stats::kBlock; done += stats::kBlock)
+      hash = blocks->append(hash, digits + done);
+  return hash61::add(hash61::multiply(hash, hash61::power(radix, count - done)),
+                     portable_hash(digits + done, count - done, radix));
+}
+
 DigitCounts::DigitCounts(unsigned radix) : radix_(radix) {
   constexpr const char* kFunction = "DigitCounts::DigitCounts()";
   if (radix > kMaxRadix) throw InvalidParametersException(kFunction, "Radix is too large.");
@@ -95,14 +127,25 @@ DigitCounts::DigitCounts(unsigned radix) : radix_(radix) {
 }
 
 void DigitCounts::append(const std::uint8_t* digits, std::size_t count) {
-  std::array<std::uint64_t, kMaxRadix> counts{};
-  for (std::size_t i = 0; i < count; i += kRun)
-    count_run(digits + i, std::min(kRun, count - i), radix_, counts.data());
-  std::uint64_t valid = 0;
-  for (std::uint64_t n : counts) valid += n;
-  if (valid != count) throw InvalidParametersException("DigitCounts::append()", "Invalid Digit");
+  DigitCounts run(radix_);
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t piece = std::min(kPiece, count - done);
+    run.append_piece(digits + done, piece);
+    done += piece;
+  }
+  append(run);
+}
 
-  for (unsigned value = 0; value < radix_; ++value) counts_[value] += counts[value];
+/// Counting and hashing pass over the digits one after the other, the second time in the cache.
+void DigitCounts::append_piece(const std::uint8_t* digits, std::size_t count) {
+  std::array<std::uint64_t, kMaxRadix> counts{};
+  count_digits(digits, count, radix_, counts.data());
+  std::uint64_t valid = 0;
+  for (unsigned value = 0; value < radix_; ++value) {
+    valid += counts[value];
+    counts_[value] += counts[value];
+  }
+  if (valid != count) throw InvalidParametersException("DigitCounts::append()", "Invalid Digit");
   total_ += count;
   hash_ = hash61::add(hash61::multiply(hash_, hash61::power(radix_, count)),
                       hash_digits(digits, count, radix_));

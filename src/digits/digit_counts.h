@@ -32,6 +32,8 @@ class DigitCounts {
   std::string listing() const;
 
  private:
+  void append_piece(const std::uint8_t* digits, std::size_t count);
+
   unsigned radix_;
   std::array<std::uint64_t, kMaxRadix> counts_{};
   std::uint64_t total_ = 0;

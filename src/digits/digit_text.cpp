@@ -1,5 +1,7 @@
 #include "digits/digit_text.h"
 
+#include "digits/stats_kernels.h"
+
 namespace nmp {
 namespace {
 
@@ -24,6 +26,10 @@ std::uint64_t split8_hex(Word x) {
   return ((y >> 4) & 0x000F000F000F000F) | ((y & 0x000F000F000F000F) << 8);
 }
 
+namespace portable {
+#include "digits/text_digits.body.h"
+}  // namespace portable
+
 }  // namespace
 
 bool digits_to_text(const std::uint8_t* digits, std::size_t count, unsigned radix, char* text) {
@@ -37,25 +43,9 @@ bool digits_to_text(const std::uint8_t* digits, std::size_t count, unsigned radi
 }
 
 bool text_to_digits(const char* text, std::size_t count, unsigned radix, std::uint8_t* digits) {
-  std::uint8_t most = 0;
-  if (radix == 10) {
-    for (std::size_t i = 0; i < count; ++i) {
-      const std::uint8_t digit = static_cast<std::uint8_t>(text[i] - '0');
-      most = digit > most ? digit : most;
-      digits[i] = digit;
-    }
-    return most < 10;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::uint8_t decimal = static_cast<std::uint8_t>(text[i] - '0');
-    // Setting bit 5 maps upper case to lower case; from "a" on letters count from 0.
-    const std::uint8_t letter = static_cast<std::uint8_t>((text[i] | 0x20) - 'a');
-    const std::uint8_t hex = letter < 6 ? static_cast<std::uint8_t>(letter + 10) : 0xFF;
-    const std::uint8_t digit = decimal < 10 ? decimal : hex;
-    most = digit > most ? digit : most;
-    digits[i] = digit;
-  }
-  return most < radix;
+  if (const stats::Kernels* fast = stats::kernels())
+    return fast->text_to_digits(text, count, radix, digits);
+  return portable::text_to_digits(text, count, radix, digits);
 }
 
 void blocks_to_digits(const Word* blocks, std::size_t count, std::uint8_t* digits) {
