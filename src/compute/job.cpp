@@ -6,7 +6,9 @@
 #include "compute/equivalent_digits.h"
 #include "compute/writable_folder.h"
 #include "constants/catalogue.h"
+#include "digits/ncd_format.h"
 #include "foundation/exceptions.h"
+#include "foundation/format.h"
 #include "foundation/process_settings.h"
 #include "memory/allocator_names.h"
 #include "platform/processor.h"
@@ -101,6 +103,13 @@ void set_minimum_io(Job& job, std::int64_t bytes) {
       std::clamp<std::int64_t>(bytes, 4096, std::numeric_limits<std::int32_t>::max()));
 }
 
+std::string output_format_text(const Job& job) {
+  if (!job.output_enable) return "Disabled - Don't write digits to disk.";
+  if (job.digits_per_file == 0) return "None - Write digits to a text file.";
+  if (job.digits_per_file == kOneFile) return "Compress digits into one .ncd file.";
+  return "Compress with " + nmp::with_commas(job.digits_per_file) + " digits per file.";
+}
+
 void settle_output_format(Job& job) {
   if (!job.output_enable || job.digits_per_file == 0) return;
   if (!too_few_to_compress(job.decimal_digits) && !too_few_to_compress(job.hex_digits)) return;
@@ -118,8 +127,8 @@ void validate(const Job& job) {
   if (job.mode == Mode::Swap)
     refuse(kHere, "Swap Mode cannot run in this version yet. Please use -mode:ram.");
   if (!job.output_enable) return;
-  if (job.digits_per_file != 0)
-    refuse(kHere, "Compressed digit files cannot be written by this version yet. Please use -C:0.");
+  if (job.digits_per_file != 0 && job.digits_per_file < nmp::kLeastDigitsPerFile)
+    refuse(kHere, "Invalid Digits per File");
   if (!make_writable(job.output_path)) refuse(kHere, "Path is not writable.");
 }
 

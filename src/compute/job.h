@@ -74,6 +74,9 @@ void set_swap_memory(Job& job, std::int64_t bytes);
 /// Swap Mode: clamped to 4,096 to 2,147,483,647 bytes.
 void set_minimum_io(Job& job, std::int64_t bytes);
 
+/// How the digits are written, in words.
+std::string output_format_text(const Job& job);
+
 /// Switches compression off, with a warning, for a job with too few digits to compress. To be
 /// called when the job starts, before `validate`.
 void settle_output_format(Job& job);

@@ -10,13 +10,12 @@ enum class Tool {
   StressTester,
   IoAnalysis,
   BbpExtractor,
-  DigitViewer,
   AdvancedOptions,
   Validation,
   Slave,
 };
 
-/// "The Digit Viewer is not part of this version yet."
+/// "Benchmark Pi is not part of this version yet."
 std::string missing_tool_text(Tool tool);
 
 }  // namespace numforge

@@ -2,6 +2,7 @@
 
 #include "compute/job_options.h"
 #include "constants/catalogue.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/console.h"
 #include "shell/actions.h"
 #include "shell/global_options.h"
@@ -37,7 +38,8 @@ void print_help(const nmp::BuildProfile& profile) {
                  nmp::option_help(global_options()) + "\nActions:\n" + nmp::option_help(actions()) +
                  "    --help, -h, help        this text\n" +
                  "    --version               the version\n" + "\nOptions of \"custom\":\n" +
-                 nmp::option_help(job_options()) + "\nConstants and their algorithms:\n" +
+                 nmp::option_help(job_options()) + "\nChoices of \"digitviewer\":\n" +
+                 nmp::option_help(nmp::viewer_options()) + "\nConstants and their algorithms:\n" +
                  constants_help() +
                  "\nExample:\n"
                  "    numforge custom pi -dec:1M -o:digits\n");
