@@ -1,4 +1,5 @@
-// Compressed digit files of processes that are killed and of disks that are full.
+// Compressed digit files of processes that are killed, on disks that are full, and in sets of more
+// files than a process may open.
 #if __has_include(<sys/wait.h>)
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include <csignal>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "digits/ncd_oracle.h"
 #include "digits/ncd_set_writer.h"
@@ -113,6 +115,30 @@ TEST_F(NcdCrash, NamesAFileIncompleteThatCouldNotBeWritten) {
   });
   EXPECT_EQ(child.finish().exit_code, 0);
   EXPECT_EQ(whole_files(digits_.size()), 1u);
+}
+
+TEST_F(NcdCrash, ReadsSetsOfMoreFilesThanMayBeOpen) {
+  for (std::size_t id = 0; id < 3000; ++id)
+    test::put_file(folder_ / ("Pi" + std::to_string(id) + ".ncd"),
+                   test::ncd_file(digits_, 10, 100, id, false));
+  rlimit before, few;
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  few = before;
+  few.rlim_cur = 64;
+  ::setrlimit(RLIMIT_NOFILE, &few);
+  BasicNcdSetReader reader(folder_ / "Pi77.ncd");
+  EXPECT_EQ(reader.total_digits(), digits_.size());
+  Digits read(digits_.size());
+  std::thread other([&] {
+    DigitCounts counts(10), expected(10);
+    expected.append(digits_.data(), digits_.size());
+    reader.load_stats(counts, 0, digits_.size());
+    EXPECT_EQ(counts, expected);
+  });
+  reader.load_digits(read.data(), 0, read.size());
+  other.join();
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(read, digits_);
 }
 
 }  // namespace

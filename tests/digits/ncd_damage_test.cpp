@@ -129,6 +129,9 @@ TEST_F(NcdDamage, OfWordsIsNoticedWhenTheyAreRead) {
   EXPECT_EQ(message(claim, 0, 1000), "");
   EXPECT_EQ(message(claim, std::uint64_t{1} << 62, 1000), "Read error.");
   EXPECT_EQ(message(claim, ~std::uint64_t{0} - 1, 1), "Read error.");
+  NcdFields hex = fields_of(0, ~std::uint64_t{0}, 0);  // whose offsets pass what files can have
+  hex.base = "16";
+  EXPECT_EQ(message(hex.text(), ~std::uint64_t{0} - 1, 1), "Read error.");
 }
 
 TEST_F(NcdDamage, OfASetIsToldByWhatContradicts) {

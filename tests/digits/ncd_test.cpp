@@ -175,23 +175,6 @@ TEST_F(Ncd, IsFoundInTheSearchPathsAndUnderPaddedNumbers) {
   EXPECT_EQ(read, digits);
 }
 
-TEST_F(Ncd, ReadsSetsOfMoreFilesThanMayBeOpen) {
-  const Digits digits = test::random_digits(rng_, 2000 * 100, 16);
-  put_set(digits, 16, 100, false);
-  BasicNcdSetReader reader(path(77));
-  EXPECT_EQ(reader.total_digits(), digits.size());
-  Digits read(digits.size());
-  std::thread other([&] {
-    DigitCounts counts(16), expected(16);
-    expected.append(digits.data(), digits.size());
-    reader.load_stats(counts, 0, digits.size());
-    EXPECT_EQ(counts, expected);
-  });
-  reader.load_digits(read.data(), 0, read.size());
-  other.join();
-  EXPECT_EQ(read, digits);
-}
-
 TEST_F(Ncd, KeepsItsIncompleteNameUntilEveryDigitIsStored) {
   const Digits digits = test::random_digits(rng_, 1000, 10);
   const std::string incomplete = folder_ / "Pi1 (incomplete).ncd";
