@@ -229,7 +229,9 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
     status.stage("Output Check");
     return nmp::read_check(*framework_, report.file, record, &status);
   }
-  nmp::BasicNcdSetWriter set("", stem(radix), static_cast<std::uint8_t>(radix),
+  const std::string name =
+      nmp::digit_file_stem("", constant_name(job_), radix, algorithm_file_text(job_));
+  nmp::BasicNcdSetWriter set(job_.output_path, name, static_cast<std::uint8_t>(radix),
                              job_.digits_per_file, report.digits, writer.first_digits());
   write_to(&set);
   report.file = set.file_path(0);

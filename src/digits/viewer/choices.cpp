@@ -78,6 +78,18 @@ void print_stats(const DigitSpan& span, const DigitCounts& counts) {
   console::print(counts.listing());
 }
 
+/// The writer of a set under BASE, a folder and a name.
+BasicNcdSetWriter set_writer(const std::string& base, DigitReader& reader,
+                             std::uint64_t digits_per_file, std::uint64_t total) {
+  const std::size_t name = base.find_last_of("/\\") + 1;  // npos + 1 is 0: no folder
+  return {base.substr(0, name),
+          base.substr(name),
+          static_cast<std::uint8_t>(reader.radix()),
+          digits_per_file,
+          total,
+          reader.first_digits() + "."};
+}
+
 /// Blocks of a set must not replace those they are made from.
 void refuse_own_files(const char* function, const OpenDigits& source, const std::string& base) {
   const std::string& path = source.path;
@@ -152,8 +164,7 @@ void compress_digits(parallel::Context& context, const OpenDigits& source, std::
   require_range(kFunction, source, {1, digits});
   refuse_own_files(kFunction, source, base);
   DigitReader& reader = *source.reader;
-  BasicNcdSetWriter writer("", base, static_cast<std::uint8_t>(reader.radix()), digits_per_file,
-                           digits, reader.first_digits() + ".");
+  BasicNcdSetWriter writer = set_writer(base, reader, digits_per_file, digits);
   copy_digits(context, reader, 0, digits, 0, writer);
   writer.close();
   print_written(writer.file_path(0) +
@@ -171,8 +182,7 @@ void compress_blocks(parallel::Context& context, const OpenDigits& source, std::
   if (total == 0 || first_id > last_id || last_id > (total - 1) / digits_per_file)
     throw InvalidParametersException(kFunction, "This range of digits is not accessible.");
   refuse_own_files(kFunction, source, base);
-  BasicNcdSetWriter writer("", base, static_cast<std::uint8_t>(reader.radix()), digits_per_file,
-                           total, reader.first_digits() + ".");
+  BasicNcdSetWriter writer = set_writer(base, reader, digits_per_file, total);
   const std::uint64_t begin = first_id * digits_per_file, last = last_id * digits_per_file;
   const std::uint64_t end = last + std::min(digits_per_file, total - last);
   copy_digits(context, reader, begin, end, 0, writer);

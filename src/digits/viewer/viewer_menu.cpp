@@ -45,8 +45,8 @@ void print_choices(bool is_set) {
   console::print_line("  3     Compress digits 1 - N into one or more .ncd files.");
   console::print_line("  4     Compress a subset of digits into .ncd files.");
   if (!is_set) return;
-  console::print_line("  5     Add search directory.");
-  console::print_line("         (if .ncd files are in multiple paths)");
+  console::print("  5     Add search directory.");
+  console::print_line('t', " (if .ncd files are in multiple paths)");
 }
 
 /// A count; negative answers are none.
