@@ -7,6 +7,7 @@
 #include "compute/job_failures.h"
 #include "compute/writable_folder.h"
 #include "constants/catalogue.h"
+#include "digits/ncd_format.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "foundation/process_settings.h"
@@ -145,8 +146,8 @@ void validate(const Job& job) {
     throw ModeNotSupportedException(
         kHere, "Swap Mode cannot run in this version yet. Please choose Ram Only (-mode:ram).");
   if (!job.output_enable) return;
-  if (job.digits_per_file != 0)
-    refuse(kHere, "Compressed digit files cannot be written by this version yet. Please use -C:0.");
+  if (job.digits_per_file != 0 && job.digits_per_file < nmp::kLeastDigitsPerFile)
+    refuse(kHere, "Invalid Digits per File");
   if (!make_writable(job.output_path)) refuse(kHere, "Path is not writable.");
 }
 

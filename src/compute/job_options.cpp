@@ -44,7 +44,7 @@ constexpr nmp::Option<Job> kOptions[] = {
     {"-hex", "N", "hexadecimal digits; as many in base 10 follow", integer<set_hex_digits>},
     {"-o", "PATH", "folder for the digit files", text<set_output_path>},
     {"-od", "0|1", "write digits to files", flag<&Job::output_enable>},
-    {"-C", "N", "digits per compressed file (not in this version yet); 0 writes text files",
+    {"-C", "N", "digits per compressed file, -1 for a single one; 0 writes text files",
      integer<set_digits_per_file>},
     {"-compress", "N", "the same as -C", integer<set_digits_per_file>},
     {"-verify", "0|1", "read the written digits back and check them", flag<&Job::verify>},

@@ -20,6 +20,7 @@
 #include "constants/formula.h"
 #include "digits/file_names.h"
 #include "digits/float_writer.h"
+#include "digits/ncd_set_writer.h"
 #include "digits/read_check.h"
 #include "digits/text_writer.h"
 #include "foundation/console.h"
@@ -155,6 +156,7 @@ void Run::announce(std::uint64_t memory) const {
                 job_.argument));
   row("  Decimal Digits:      ", nmp::with_commas(job_.decimal_digits));
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
+  row("  Output Format:       ", digit_format_text(job_));
   row("  Computation Mode:    ", "Ram Only");
   row("  Multi-Threading:     ", framework_->description());
   row("  Memory Allocator:    ", allocator_text());
@@ -242,22 +244,36 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
   nmp::HashedDigits record(radix);
   nmp::LastDigits last;
   last.set(radix);
-  if (job_.output_enable) {
+  const auto write_to = [&](nmp::DigitSink* sink) {
+    writer.write(context_, &status, sink, record, last, scratch);
+    report.last_digits_label = last.label();
+    report.last_digits = last.text();
+    report.hash = record.hash();
+  };
+  if (!job_.output_enable) return write_to(nullptr);
+  const bool verify = report.verified = job_.verify;
+  if (job_.digits_per_file == 0) {
     report.file = stem(radix) + ".txt";
     nmp::BasicTextWriter file(report.file, writer.first_digits(), radix, report.digits);
-    writer.write(context_, &status, &file, record, last, scratch);
+    write_to(&file);
     file.close();
     files_.push_back(report.file);
-  } else {
-    writer.write(context_, &status, nullptr, record, last, scratch);
+    if (!verify) return;
+    status.stage("Output Check");
+    return nmp::read_check(*framework_, report.file, record, &status);
   }
-  report.last_digits_label = last.label();
-  report.last_digits = last.text();
-  report.hash = record.hash();
-  if (!job_.output_enable || !job_.verify) return;
+  const std::string name =
+      nmp::digit_file_stem("", constant_name(job_), radix, algorithm_file_text(job_));
+  nmp::BasicNcdSetWriter set(job_.output_path, name, static_cast<std::uint8_t>(radix),
+                             job_.digits_per_file, report.digits, writer.first_digits());
+  write_to(&set);
+  report.file = set.file_path(0);
+  report.digits_per_file = set.digits_per_file();
+  const auto reader = set.close_and_get_basic_reader();
+  files_.push_back(report.file);
+  if (!verify) return;
   status.stage("Output Check");
-  nmp::read_check(report.file, record, &status);
-  report.verified = true;
+  nmp::read_check(*framework_, *reader, record, &status);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "compute/custom_compute.h"
 #include "compute/job_config.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/exceptions.h"
 #include "foundation/fatal.h"
 #include "shell/bbp_extractor.h"
@@ -54,6 +55,11 @@ void about(CommandLine& line, const BuildProfile& profile) {
   print_about(profile);
 }
 
+void digitviewer(CommandLine& line, const BuildProfile&) {
+  line.advance();
+  nmp::run_digit_viewer(line);
+}
+
 /// A tool that is not there: on the command line that is a failure.
 template <Tool tool>
 void missing(CommandLine&, const BuildProfile&) {
@@ -70,7 +76,7 @@ constexpr nmp::Option<const BuildProfile> kActions[] = {
      missing<Tool::IoAnalysis>},
     {"bbp", "",
      "BBP Digit Extractor for Pi: bbp OPTION:VALUE ...; without options its screen opens", bbp},
-    {"digitviewer", "", "Digit Viewer (not in this version yet)", missing<Tool::DigitViewer>},
+    {"digitviewer", "", "look at digit files: digitviewer FILE CHOICE:VALUE ...", digitviewer},
     {"validate", "", "check a validation file (not in this version yet)",
      missing<Tool::Validation>},
     {"slave", "", "work for another instance of this program (not in this version yet)",

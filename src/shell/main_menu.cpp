@@ -1,6 +1,7 @@
 #include "shell/main_menu.h"
 
 #include "compute/custom_compute.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/console.h"
 #include "shell/bbp_extractor.h"
 #include "shell/missing_tools.h"
@@ -53,7 +54,7 @@ void main_menu(const nmp::BuildProfile& profile) {
     case 4:
       return bbp_extractor_menu(profile);
     case 5:
-      return print_missing(Tool::DigitViewer);
+      return nmp::menu_digit_viewer();
     case 6:
       return print_missing(Tool::AdvancedOptions);
     case 7:

@@ -2,6 +2,7 @@
 
 #include "compute/job_options.h"
 #include "constants/catalogue.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/console.h"
 #include "shell/actions.h"
 #include "shell/global_options.h"
@@ -40,8 +41,9 @@ void print_help(const nmp::BuildProfile& profile) {
                  nmp::option_help(global_options()) + "\nActions:\n" + nmp::option_help(actions()) +
                  "    --help, -h, help        this text\n" +
                  "    --version               the version\n" + "\nOptions of \"custom\":\n" +
-                 nmp::option_help(job_options()) + bbp_help() +
-                 "\nConstants and their algorithms:\n" + constants_help() +
+                 nmp::option_help(job_options()) + bbp_help() + "\nChoices of \"digitviewer\":\n" +
+                 nmp::option_help(nmp::viewer_options()) + "\nConstants and their algorithms:\n" +
+                 constants_help() +
                  "\nExample:\n"
                  "    numforge custom pi -dec:1M -o:digits\n");
 }
