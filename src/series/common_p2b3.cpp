@@ -81,15 +81,17 @@ void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut
                      AlignedBufferC scratch) {
   if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
     drop_common(*common, left, right, cut.a, cut.m, cut.b);
-  merge(context, left, right, needs_R, sizing.kept(), scratch);
+  merge(context, left, right, needs_R, kKeepAll, scratch);
   spoil(left.P);
 }
 
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                          bool needs_R, AlignedBufferC scratch) {
   if (!run_.sizing.is_end(a, b)) return false;
-  Leaf leaf;
-  if (run_.sizing.factors() && run_.series.leaf(a, b, leaf)) {
+  const bool drops = run_.sizing.factors() != nullptr;
+  if (b - a <= run_.series.leaf_terms(drops)) {
+    Leaf leaf;
+    run_.series.leaf(a, b, drops, leaf);
     set_leaf(result, leaf);
     return true;
   }
@@ -108,8 +110,7 @@ bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::
     target.R.set_BasicInt(term.R, term.R_positive);
     k += two ? 2 : 1;
     // Later steps read the running R; only the last may go without.
-    if (&target == &next)
-      merge(context, result, next, needs_R || k <= b, run_.sizing.kept(), scratch);
+    if (&target == &next) merge(context, result, next, needs_R || k <= b, kKeepAll, scratch);
   }
   return true;
 }
@@ -192,9 +193,9 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   Range right = carve_range(scratch, words);
   run(context, right, middle, last, needs_R, scratch);
   if (run_.sizing.is_last_merge(a, m, b, needs_R))
-    merge_last(context, result, right, run_.sizing.kept(), behind_Q, scratch);
+    merge_last(context, result, right, run_.sizing.kept(a), behind_Q, scratch);
   else
-    merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+    merge(context, result, right, needs_R, {run_.sizing.kept(a), run_.sizing.kept(b)}, scratch);
   run_.progress.untrail(1);
   run_.report(b - a, 1);
 }

@@ -134,7 +134,7 @@ void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, co
 void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std::size_t kept,
                         ExactFloat& product, AlignedBufferC scratch) {
   ExactFloat r = left.R, p = P1;
-  const bool truncated = left.P.L >= kept;
+  const bool truncated = left.P.L >= kept || left.P.exp > r.exp + p.exp;
   if (truncated && !left.P.is_zero()) {
     const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
     r.truncate(static_cast<std::size_t>(wanted));
@@ -203,11 +203,11 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
   return std::max(plan + 4 * spectrum, carved_bytes<Word>(r) + multiply_scratch(context, r));
 }
 
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch) {
   const Words words = lengths(left), others = lengths(right);
   left.dropped = hash61::multiply(left.dropped, right.dropped);
-  const MergeWay way = choose_way(context, left, right, needs_R, kept, scratch.bytes());
+  const MergeWay way = choose_way(context, left, right, needs_R, kept.sum, scratch.bytes());
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
@@ -220,14 +220,14 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, std:
   if (way == MergeWay::kShared) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) multiply_shared(*spectra, left, right.Q, kept, product, rest);
+    if (spectra) multiply_shared(*spectra, left, right.Q, kept.sum, product, rest);
   }
   if (!spectra) {
-    multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
-    multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
+    multiply_into(context, left.P, left.P, right.Q, kept.sum, product, scratch);
+    multiply_into(context, left.Q, left.Q, right.Q, kept.sum, product, scratch);
   }
-  if (!summed) add_second_summand(context, left, right.P, kept, product, scratch);
-  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+  if (!summed) add_second_summand(context, left, right.P, kept.sum, product, scratch);
+  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept.R, product, scratch);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

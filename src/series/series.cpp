@@ -1,6 +1,9 @@
 #include "series/series.h"
 
+#include <algorithm>
 #include <cmath>
+
+#include "foundation/exceptions.h"
 
 namespace nmp::BinarySplitting {
 namespace {
@@ -22,6 +25,16 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
   const double ln = log_gamma(last + shift) - log_gamma(static_cast<double>(a) + shift);
   return n * std::log2(alpha) + ln / std::log(2.0) + 1;
 }
+
+double linear_gain(double bits_per_term, std::uint64_t a) {
+  constexpr double kMargin = 32;
+  return std::max(0.0, bits_per_term * static_cast<double>(a) - kMargin);
+}
+
+void Series::end_case_1(std::uint64_t, Term&) const {
+  throw InvalidParametersException("BSR_E()", "Not implemented.");
+}
+void Series::end_case_2(std::uint64_t k, Term& term) const { end_case_1(k, term); }
 
 std::uint64_t Series::split(std::uint64_t a, std::uint64_t b) const {
   const CommonFactors* const common = factors();
