@@ -4,6 +4,7 @@
 
 #include "arith/newton.h"
 #include "constants/e_taylor.h"
+#include "constants/lemniscate.h"
 #include "constants/pi_series.h"
 #include "constants/square_roots.h"
 #include "foundation/exceptions.h"
@@ -23,6 +24,7 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
   if (constant == "goldenratio") return std::make_unique<GoldenRatio_Newton_BigFloatR>(1);
   if (constant == "e")
     return std::make_unique<e_Taylor_BigFloatR>(/*alternating=*/algorithm == "exp(-1)", 1);
+  if (constant == "lemniscate") return make_lemniscate(algorithm, 1);
   if (constant == "pi") {
     const bool reduced = algorithm.ends_with("-reduced");
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
