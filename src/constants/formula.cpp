@@ -7,6 +7,7 @@
 #include "constants/lemniscate.h"
 #include "constants/log_machin.h"
 #include "constants/pi_series.h"
+#include "constants/quotient_series.h"
 #include "constants/square_roots.h"
 #include "foundation/exceptions.h"
 
@@ -31,6 +32,10 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
   }
+  if (constant == "zeta3")
+    if (const QuotientTerms* terms = zeta3_terms(algorithm)) return make_quotient_series(*terms);
+  if (constant == "catalan")
+    if (const QuotientTerms* terms = catalan_terms(algorithm)) return make_quotient_series(*terms);
   if (constant == "log") return make_log(static_cast<std::uint32_t>(argument), algorithm);
   throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +
                                                               std::string(constant) + "\" by \"" +

@@ -27,9 +27,10 @@
 
 namespace nmp::BinarySplitting {
 
-/// alpha k - beta, 0 < beta < alpha, coprime.
+/// (alpha k - beta)^exponent, 0 <= beta < alpha, coprime.
 struct LinearForm {
   std::uint32_t alpha, beta;
+  unsigned exponent = 1;
 };
 
 /// A product of small primes as odd 64-bit factors; their product is the number.
