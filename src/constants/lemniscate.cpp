@@ -5,6 +5,7 @@
 
 #include "arith/agm.h"
 #include "arith/newton.h"
+#include "constants/lemniscate_machin.h"
 #include "constants/pi_series.h"
 #include "foundation/exceptions.h"
 
@@ -21,6 +22,11 @@ using nmp::Word;
 constexpr std::size_t working_precision(std::size_t p) { return p + 1; }
 /// set_agm works with a word more again.
 constexpr std::size_t number_words(std::size_t q) { return newton_result_words(q + 1); }
+
+void require_unit(int power) {
+  if (power != 1 && power != -1)
+    throw nmp::InvalidParametersException("make_lemniscate()", "Power must be 1 or -1.");
+}
 
 std::size_t mean_bytes(const nmp::Context& context, std::size_t q) {
   const std::size_t root = carved_bytes<Word>(number_words(q));
@@ -47,8 +53,7 @@ void set_mean(nmp::Context& context, BigFloat& mean, std::size_t q, nmp::Progres
 
 Lemniscate_AGM_BigFloatR::Lemniscate_AGM_BigFloatR(int power)
     : power_(power), pi_(make_pi_chudnovsky(/*reduced=*/false)) {
-  if (power != 1 && power != -1)
-    throw nmp::InvalidParametersException("Lemniscate_AGM_BigFloatR", "Power must be 1 or -1.");
+  require_unit(power);
 }
 
 std::size_t Lemniscate_AGM_BigFloatR::result_words(nmp::Context& context, std::size_t p) const {
@@ -78,8 +83,14 @@ void Lemniscate_AGM_BigFloatR::compute(nmp::Context& context, BigFloat& result, 
 
 std::unique_ptr<Formula> make_lemniscate(std::string_view algorithm, int power) {
   if (algorithm == "agm-pi") return std::make_unique<Lemniscate_AGM_BigFloatR>(power);
-  throw nmp::InvalidParametersException("make_lemniscate()",
-                                        "Invalid Algorithm: " + std::string(algorithm));
+  require_unit(power);
+  if (power == -1)
+    throw nmp::InvalidParametersException(
+        "make_lemniscate()",
+        "(Power = -1) is not supported for (Algorithm = " + std::string(algorithm) + ").");
+  return std::make_unique<Lemniscate_Machin_BigFloatR>(algorithm == "gauss"
+                                                           ? Lemniscate_Machin_BigFloatR::kGauss
+                                                           : Lemniscate_Machin_BigFloatR::kSebah);
 }
 
 }  // namespace numforge::Formulas

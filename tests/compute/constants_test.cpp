@@ -12,22 +12,13 @@
 #include "support/arithmetic.h"
 #include "support/digits.h"
 #include "support/known_digits.h"
+#include "support/progress.h"
 
 namespace numforge {
 namespace {
 
 using namespace std::literals;
 using nmp::test::FencedScratch;
-
-class NoProgress : public nmp::Progress {
- public:
-  void stage(std::string_view) override {}
-  void note(std::string_view) override {}
-  void step(std::string_view) override {}
-  void trail(char, std::string_view) override {}
-  void untrail(std::size_t) override {}
-  void advance(double) override {}
-};
 
 struct Digits {
   std::string first, text;
@@ -80,7 +71,7 @@ class Constants : public ::testing::Test {
   }
 
   nmp::test::Arithmetic arithmetic_;
-  NoProgress progress_;
+  nmp::test::NoProgress progress_;
 };
 
 TEST_F(Constants, TenThousandDigits) { expect_known_digits(10000); }
