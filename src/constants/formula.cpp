@@ -3,6 +3,7 @@
 #include <string>
 
 #include "arith/newton.h"
+#include "constants/catalan_huvent.h"
 #include "constants/e_taylor.h"
 #include "constants/lemniscate.h"
 #include "constants/log_machin.h"
@@ -34,6 +35,7 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
   }
   if (constant == "zeta3")
     if (const QuotientTerms* terms = zeta3_terms(algorithm)) return make_quotient_series(*terms);
+  if (constant == "catalan" && algorithm == "huvent") return make_catalan_huvent();
   if (constant == "catalan")
     if (const QuotientTerms* terms = catalan_terms(algorithm)) return make_quotient_series(*terms);
   if (constant == "log") return make_log(static_cast<std::uint32_t>(argument), algorithm);

@@ -47,9 +47,9 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
                         MergeWay way);
 
 /// left = left merged with right. `left`'s buffers must hold the result; products are cut to `kept`
-/// words. Scratch: merge_bytes of the plain way, or more. Throws AlgorithmFailedException
-/// "Multiplication Failed: Checksum Mismatch" where a result's words are not what its operands'
-/// residues say.
+/// words. left.R may be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes
+/// of the plain way, or more. Throws AlgorithmFailedException "Multiplication Failed: Checksum
+/// Mismatch" where a result's words are not what its operands' residues say.
 void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
            AlignedBufferC scratch);
 

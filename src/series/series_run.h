@@ -42,7 +42,8 @@ struct SeriesRun {
   /// Counts a finished merge (one level) or a finished range of several levels, and shows the sum.
   /// For any thread.
   void report(std::uint64_t terms_done, double levels);
-  /// Merges two ranges of a block; short ones drop their common factors first.
+  /// Merges two ranges of a block, of its family's kind; short ones drop their common factors
+  /// first.
   void join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
             AlignedBufferC scratch);
 };

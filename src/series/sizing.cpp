@@ -67,6 +67,7 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
   const auto room = [&](double size) {
     return std::clamp<std::size_t>(words_of(size), std::min(kLeastWords, most), most);
   };
+  if (!keeps_R()) return {room(bits.P), room(bits.Q), 0};
   if (needs_R || is_end(a, b)) return {room(bits.P), room(bits.Q), room(bits.R)};
   const std::uint64_t m = series_.split(a, b);
   std::size_t r = room(this->bits(a, m).R);
@@ -76,8 +77,14 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
 
 std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
                                   bool needs_R) const {
-  return merge_bytes(context_, result(a, m, true), result(m, b, needs_R), needs_R,
-                     MergeWay::kPlain);
+  Words left = result(a, m, true);
+  const Words right = result(m, b, needs_R);
+  if (!keeps_R()) {
+    needs_R = false;
+    left.R = left.Q;
+    left.P += right.P - std::min(right.P, right.Q);  // for the words that P0 reaches lower
+  }
+  return merge_bytes(context_, left, right, needs_R, MergeWay::kPlain);
 }
 
 std::size_t Sizing::second_summand(std::uint64_t a, std::uint64_t m, std::uint64_t b) const {
@@ -88,7 +95,7 @@ std::size_t Sizing::second_summand(std::uint64_t a, std::uint64_t m, std::uint64
 }
 
 bool Sizing::is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const {
-  if (needs_R || kept() < kLastMergeWords || is_exact(a, b)) return false;
+  if (needs_R || !keeps_R() || kept() < kLastMergeWords || is_exact(a, b)) return false;
   // Else R0's place would have to grow by more than the merge saves.
   return second_summand(a, m, b) < words_of(bits(a, m).R) + kept() / 2;
 }
