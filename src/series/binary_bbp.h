@@ -24,13 +24,14 @@ namespace nmp::BinarySplitting::BinaryBBP {
 class BinaryBBPSeries : public Series {
  public:
   BinaryScale scale() const final { return scale_; }
+  double gained_bits(std::uint64_t a) const final { return linear_gain(scale_.bits, a); }
   std::uint64_t leaf_terms(bool) const final { return cut_unit; }
   /// From end_case_1, of which R is ignored.
   void leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const final;
   Residues residues(std::uint64_t k) const final;
 
  protected:
-  /// 1 <= bits < 32. |P(k)/Q(k)| must not grow with k.
+  /// 1 <= bits < 32. |P(k)/Q(k)| does not grow with k and is below 2^32 S.
   explicit BinaryBBPSeries(BinaryScale scale);
   /// P(k) and Q(k) modulo 2^61 - 1.
   virtual Residues fraction_residues(std::uint64_t k) const = 0;

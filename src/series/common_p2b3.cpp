@@ -89,15 +89,20 @@ void SeriesRun::report(std::uint64_t terms_done, double levels) {
   if (std::this_thread::get_id() == owner) progress.advance(std::min(1.0, done / work_total()));
 }
 
+void SeriesRun::combine(Context& context, Range& left, const Range& right, const Cut& cut,
+                        bool needs_R, const Kept& kept, AlignedBufferC scratch) {
+  if (!sizing.keeps_R()) {
+    BinaryBBP::lend_ratio(left, right, series.scale(), cut.m - cut.a, kept.sum);
+    needs_R = false;
+  }
+  merge(context, left, right, needs_R, kept, scratch);
+}
+
 void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
                      AlignedBufferC scratch) {
   if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
     drop_common(*common, left, right, cut.a, cut.m, cut.b);
-  if (!sizing.keeps_R()) {
-    BinaryBBP::lend_ratio(left, right, series.scale(), cut.m - cut.a, sizing.kept());
-    needs_R = false;
-  }
-  merge(context, left, right, needs_R, sizing.kept(), scratch);
+  combine(context, left, right, cut, needs_R, kKeepAll, scratch);
   spoil(left.P);
 }
 
@@ -126,8 +131,7 @@ bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::
     target.R.set_BasicInt(term.R, term.R_positive);
     k += two ? 2 : 1;
     // Later steps read the running R; only the last may go without.
-    if (&target == &next)
-      merge(context, result, next, needs_R || k <= b, run_.sizing.kept(), scratch);
+    if (&target == &next) merge(context, result, next, needs_R || k <= b, kKeepAll, scratch);
   }
   return true;
 }
@@ -210,9 +214,10 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   Range right = carve_range(scratch, words);
   run(context, right, middle, last, needs_R, scratch);
   if (run_.sizing.is_last_merge(a, m, b, needs_R))
-    merge_last(context, result, right, run_.sizing.kept(), behind_Q, scratch);
+    merge_last(context, result, right, run_.sizing.kept(a), behind_Q, scratch);
   else
-    run_.join(context, result, right, {a, m, b}, needs_R, scratch);
+    run_.combine(context, result, right, {a, m, b}, needs_R,
+                 {run_.sizing.kept(a), run_.sizing.kept(b)}, scratch);
   run_.progress.untrail(1);
   run_.report(b - a, 1);
 }

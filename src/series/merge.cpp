@@ -138,7 +138,7 @@ void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, co
 void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std::size_t kept,
                         ExactFloat& product, AlignedBufferC scratch) {
   ExactFloat r = left.R, p = P1;
-  const bool truncated = left.P.L >= kept;
+  const bool truncated = left.P.L >= kept || left.P.exp > r.exp + p.exp;
   if (is_unit(r)) {
     if (!r.sign) p.negate();
     if (truncated) p.truncate_below(left.P.exp);
@@ -217,11 +217,11 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
   return std::max(plan + 4 * spectrum, carved_bytes<Word>(r) + multiply_scratch(context, r));
 }
 
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch) {
   const Words words = lengths(left), others = lengths(right);
   left.dropped = hash61::multiply(left.dropped, right.dropped);
-  const MergeWay way = choose_way(context, left, right, needs_R, kept, scratch.bytes());
+  const MergeWay way = choose_way(context, left, right, needs_R, kept.sum, scratch.bytes());
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
@@ -234,18 +234,18 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, std:
   if (way == MergeWay::kShared) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) multiply_shared(*spectra, left, right.Q, kept, product, rest);
+    if (spectra) multiply_shared(*spectra, left, right.Q, kept.sum, product, rest);
   }
-  if (!spectra) multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
+  if (!spectra) multiply_into(context, left.P, left.P, right.Q, kept.sum, product, scratch);
   if (spectra && !summed && is_lent(left)) {
     ExactFloat second = carve_number(scratch, std::size_t{left.R.L} + right.P.L);
-    add_second_summand(context, left, right.P, kept, second, scratch);
+    add_second_summand(context, left, right.P, kept.sum, second, scratch);
     left.Q.set_ExactFloat(product);
   } else if (!summed) {
-    add_second_summand(context, left, right.P, kept, product, scratch);
+    add_second_summand(context, left, right.P, kept.sum, product, scratch);
   }
-  if (!spectra) multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
-  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+  if (!spectra) multiply_into(context, left.Q, left.Q, right.Q, kept.sum, product, scratch);
+  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept.R, product, scratch);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

@@ -32,6 +32,11 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
   return n * std::log2(alpha) + ln / std::log(2.0) + 1;
 }
 
+double linear_gain(double bits_per_term, std::uint64_t a) {
+  constexpr double kMargin = 32;
+  return std::max(0.0, bits_per_term * static_cast<double>(a) - kMargin);
+}
+
 void Series::end_case_1(std::uint64_t, Term&) const {
   throw InvalidParametersException("BSR_E()", "Not implemented.");
 }

@@ -75,6 +75,9 @@ class Series {
 
   /// Bounds for the terms a+1..b, a < b, no factors dropped. Never below the true sizes.
   virtual RangeBits range_bits(std::uint64_t a, std::uint64_t b) const = 0;
+  /// A lower bound, in bits, of how much smaller than the whole value all terms after a are; a
+  /// loose one will do. Later ranges are summed at a precision lower by so much.
+  virtual double gained_bits(std::uint64_t /*a*/) const { return 0; }
   /// Where to cut the range: a < m < b, so that both halves are about equally large and
   /// consist of whole units and, where factors are dropped, of whole blocks.
   virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
@@ -96,6 +99,10 @@ class Series {
   /// Term k modulo 2^61 - 1, from its polynomials alone: shares no code with the big numbers.
   virtual Residues residues(std::uint64_t k) const = 0;
 };
+
+/// gained_bits of a series whose terms are k^(-c) 2^(-bits_per_term k), c >= 0, times something
+/// less than 2^32 times the value.
+double linear_gain(double bits_per_term, std::uint64_t a);
 
 /// log2 of the product of (alpha k + beta) over k = a+1..b; every factor must be positive.
 double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b);

@@ -12,7 +12,7 @@
 #include "support/arithmetic.h"
 #include "support/digits.h"
 #include "support/known_digits.h"
-#include "support/progress.h"
+#include "support/no_progress.h"
 
 namespace numforge {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "support/arithmetic.h"
 #include "support/faults.h"
-#include "support/progress.h"
+#include "support/no_progress.h"
 
 namespace numforge::Formulas {
 namespace {

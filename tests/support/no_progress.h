@@ -1,4 +1,4 @@
-// A status display that shows nothing.
+// Progress that nobody looks at.
 #pragma once
 
 #include "foundation/progress.h"
