@@ -127,7 +127,7 @@ void find_drops(const CommonFactors& factors, std::uint64_t a, std::uint64_t b, 
   const std::uint64_t n = b - a;
   for (const CommonFactors::PrimePower& power : factors.prime_powers(n)) {
     // A multiple of q closes what has opened since the last one, or since term a.
-    const std::uint64_t place = a % power.q;
+    const std::uint64_t place = (a + power.shift) % power.q;
     unsigned count = power.opened(power.q) - power.opened(place);
     for (std::uint64_t at = power.q - place; at <= n; at += power.q) {
       for (unsigned i = 0; i < count; ++i) drops[at - 1].of_k[i] *= power.powers[1];

@@ -88,8 +88,8 @@ class Series {
   virtual void end_case_2(std::uint64_t k, Term& term) const;
   /// The common factors of R and Q of adjacent ranges, or null: then merges drop none.
   virtual const CommonFactors* factors() const { return nullptr; }
-  /// How many terms `leaf` sums, at most Leaf::kMostTerms; 0 where the series has no straight code
-  /// for a sum whose merges drop factors, or drop none.
+  /// How many terms `leaf` sums, P, Q and R in Leaf::kMostLimbs limbs each; 0 where the series has
+  /// no straight code for a sum whose merges drop factors, or drop none.
   virtual std::uint64_t leaf_terms(bool /*drops*/) const { return 0; }
   /// The products of the terms a+1..b. Drops the factors that merges of these terms would have
   /// dropped.
