@@ -33,7 +33,7 @@ const ConstantCatalogueEntry& constant_by_key(std::string_view key) {
 }
 
 bool is_available(std::string_view key) {
-  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi"};
+  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi", "log"};
   return std::ranges::find(kAvailable, key) != std::end(kAvailable);
 }
 

@@ -4,6 +4,7 @@
 
 #include "arith/newton.h"
 #include "constants/e_taylor.h"
+#include "constants/log_machin.h"
 #include "constants/pi_series.h"
 #include "constants/square_roots.h"
 #include "foundation/exceptions.h"
@@ -28,6 +29,7 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
   }
+  if (constant == "log") return make_log(static_cast<std::uint32_t>(argument), algorithm);
   throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +
                                                               std::string(constant) + "\" by \"" +
                                                               std::string(algorithm) + "\" yet.");
