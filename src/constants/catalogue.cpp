@@ -33,7 +33,7 @@ const ConstantCatalogueEntry& constant_by_key(std::string_view key) {
 }
 
 bool is_available(std::string_view key) {
-  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi", "log"};
+  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi", "log", "gamma", "brent"};
   return std::ranges::find(kAvailable, key) != std::end(kAvailable);
 }
 

@@ -1,9 +1,11 @@
 #include "constants/formula.h"
 
+#include <bit>
 #include <string>
 
 #include "arith/newton.h"
 #include "constants/e_taylor.h"
+#include "constants/euler_gamma.h"
 #include "constants/log_machin.h"
 #include "constants/pi_series.h"
 #include "constants/square_roots.h"
@@ -30,6 +32,11 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
   }
   if (constant == "log") return make_log(static_cast<std::uint32_t>(argument), algorithm);
+  if (constant == "gamma" || constant == "brent") {
+    // The argument of brent is 2^k.
+    const auto k = constant == "brent" ? static_cast<unsigned>(std::countr_zero(argument)) : 0;
+    return std::make_unique<EulerGamma_BrentMcMillan_BigFloatR>(k, algorithm == "brent-refined");
+  }
   throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +
                                                               std::string(constant) + "\" by \"" +
                                                               std::string(algorithm) + "\" yet.");

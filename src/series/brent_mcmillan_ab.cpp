@@ -44,8 +44,7 @@ double levels_of(std::uint64_t terms) { return std::log2(static_cast<double>(ter
 
 void SeriesRun::report(std::uint64_t terms_done, double levels) {
   const double work = static_cast<double>(terms_done) * levels;
-  const double total =
-      static_cast<double>(parameters.terms) * levels_of(parameters.terms + 1);
+  const double total = static_cast<double>(parameters.terms) * levels_of(parameters.terms + 1);
   const double done = work_done.fetch_add(work) + work;
   if (std::this_thread::get_id() == owner) progress.advance(std::min(1.0, done / total));
 }
@@ -100,21 +99,22 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
   if (long_range) throw_if_interrupted();
   const bool reported = long_range && trail_ == Trail::kShown;
   const std::uint64_t m = Sizing::split(a, b);
-  const auto sum_half = [&](Range& half, bool is_left) {
+  const auto sum_half = [&](Range& half, bool is_left, AlignedBufferC rest) {
     const std::uint64_t first = is_left ? a : m, last = is_left ? m : b;
-    if (!reported) return BSR_S(context, half, first, last, tds, scratch);
+    if (!reported) return BSR_S(context, half, first, last, tds, rest);
     run_.progress.trail('G', is_left ? "0" : "1");
     // What is too short to report by itself shows as one end case, all its levels together.
     const bool silent = !run_.is_reported(last - first);
     if (silent) run_.progress.trail('T', ":");
-    BSR_S(context, half, first, last, tds, scratch);
+    BSR_S(context, half, first, last, tds, rest);
     if (silent) run_.report(last - first, levels_of(last - first));
     run_.progress.untrail(silent ? 2 : 1);
   };
+  const AlignedBufferC whole = scratch;
   Range right = carve_range(scratch, run_.sizing.result(m, b));
   if (!sum_halves_at_once(context, result, right, a, b, tds, scratch)) {
-    sum_half(result, true);
-    sum_half(right, false);
+    sum_half(result, true, whole);
+    sum_half(right, false, scratch);
   }
   merge(context, result, right, run_.parameters.shift(a, m), kAll, scratch);
   spoil(result.T);
@@ -136,11 +136,11 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::uint64_t a, std
                            AlignedBufferC scratch) {
   if (run_.sizing.is_exact(a, b)) return PSR_BlockS(run_).run(context, result, a, b, scratch);
   const std::uint64_t m = Sizing::split(a, b);
-  Range right = carve_range(scratch, run_.sizing.result(m, b));
   run_.progress.trail('G', "0");
   run(context, result, a, m, scratch);
   run_.progress.untrail(1);
   run_.progress.trail('G', "1");
+  Range right = carve_range(scratch, run_.sizing.result(m, b));
   run(context, right, m, b, scratch);
   merge(context, result, right, run_.parameters.shift(a, m), run_.sizing.kept(a, b), scratch);
   run_.progress.untrail(1);
@@ -179,7 +179,8 @@ std::size_t PSR_SeriesS::finishing_words() const { return parameters_.target + k
 
 std::size_t PSR_SeriesS::scratch_bytes() const {
   const std::size_t words = finishing_words(), product = 2 * words;
-  const std::size_t finishing = 2 * carved_bytes<Word>(product) + 2 * carved_bytes<Word>(words + 2) +
+  const std::size_t finishing = 2 * carved_bytes<Word>(product) +
+                                2 * carved_bytes<Word>(words + 2) +
                                 multiply_scratch(context_, product);
   return sizing_.result(0, parameters_.terms).bytes() +
          std::max(finishing, sizing_.scratch_bytes(0, parameters_.terms));

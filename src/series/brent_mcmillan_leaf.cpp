@@ -101,8 +101,8 @@ Residues term_by_term(const Parameters& parameters, std::uint64_t a, std::uint64
     const unsigned twos = parameters.twos_of(j);
     const std::uint64_t odd = j >> twos, square = hash61::multiply(odd, odd);
     if (j != a + 1) shift = (shift + 2 * (parameters.k - twos)) % 61;
-    sum.U = hash61::add(hash61::multiply(sum.U, square),
-                        hash61::multiply(sum.T, divided(odd, twos)));
+    sum.U =
+        hash61::add(hash61::multiply(sum.U, square), hash61::multiply(sum.T, divided(odd, twos)));
     sum.T = hash61::add(hash61::multiply(sum.T, square), power_of_two(shift));
     sum.C = hash61::add(hash61::multiply(sum.C, odd), divided(sum.D, twos));
     sum.D = hash61::multiply(sum.D, odd);

@@ -70,7 +70,9 @@ double Sizing::needed_bits(std::uint64_t a, std::uint64_t b) const {
 }
 
 Kept Sizing::kept(std::uint64_t a, std::uint64_t b) const {
-  const auto words = [](double bits) { return std::max(words_of(bits) + kGuardWords, kLeastWords); };
+  const auto words = [](double bits) {
+    return std::max(words_of(bits) + kGuardWords, kLeastWords);
+  };
   return {words(needed_bits(a, parameters_.terms)), words(needed_bits(a, b))};
 }
 
@@ -137,8 +139,8 @@ std::size_t Sizing::scratch_bytes(std::uint64_t a, std::uint64_t b, int levels) 
     constexpr std::size_t kLevels = 64, kRounding = 4 * carved_bytes<Word>(32);
     return result(a, b).bytes() + kLevels * kRounding + merging;
   }
-  return std::max({scratch_bytes(a, m, levels - 1),
-                   right.bytes() + scratch_bytes(m, b, levels - 1), right.bytes() + merging});
+  return std::max({scratch_bytes(a, m, levels - 1), right.bytes() + scratch_bytes(m, b, levels - 1),
+                   right.bytes() + merging});
 }
 
 }  // namespace nmp::BinarySplitting::BrentMcMillanAB
