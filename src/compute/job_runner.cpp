@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "arith/big_float.h"
 #include "arith/kernels/kernel_set.h"
@@ -67,13 +68,24 @@ class Run {
         precision_(checked_precision(job)),
         formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
-        context_{*framework_, table_, formula_->longest_product(precision_)} {
+        context_{*framework_, table_, formula_->longest_product(precision_),
+                 job.task_decomposition} {
     for (const nmp::TuningLine& line : job.profile->tuning) {
       const nmp::TuningEntry entry{line.id, line.threshold};
       table_.load({&entry, 1});
     }
   }
 
+  /// Sizes, and the tables that the program will hold.
+  JobNeeds needs() {
+    table_.prepare(4 * precision_);
+    return {nmp::platform::peak_memory(), block_bytes()};
+  }
+  void execute(std::optional<std::uint64_t> shown_block);
+  /// Says which digit files of a job that was broken off are complete.
+  void print_files() const;
+
+ private:
   std::uint64_t block_bytes() {
     const std::uint64_t number =
         nmp::carved_bytes<Word>(formula_->result_words(context_, precision_));
@@ -83,9 +95,6 @@ class Run {
           scratch, nmp::FloatWriterB::scratch_bytes(context_, digits(radix), radix));
     return number + scratch;
   }
-  void execute();
-
- private:
   std::uint64_t digits(unsigned radix) const {
     return radix == 10 ? job_.decimal_digits : job_.hex_digits;
   }
@@ -103,6 +112,7 @@ class Run {
   std::unique_ptr<nmp::parallel::Context> framework_;
   nmp::AlgorithmTable table_;
   nmp::Context context_;
+  std::vector<std::string> files_;  ///< complete by now
 };
 
 const ConstantCatalogueEntry& constant_of(const Job& job) { return constant_by_key(job.constant); }
@@ -163,18 +173,18 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   return report;
 }
 
-void Run::execute() {
-  const std::uint64_t block_size = block_bytes();
-  // The program itself is in memory too; what it holds now, its tables included, it holds
-  // throughout.
-  table_.prepare(4 * precision_);
-  const std::uint64_t needed = nmp::platform::peak_memory() + block_size;
-  require_memory(job_, needed);
-  announce(needed);
-  JobReport report = describe(needed);
+void Run::execute(std::optional<std::uint64_t> shown_block) {
+  const JobNeeds needed = needs();
+  require_memory(job_, needed.memory());
+  announce(needed.memory());
+  if (shown_block && *shown_block < needed.block) {
+    nmp::console::print_line("\nInconsistency: Memory requirement increased with min -> actual.\n");
+    nmp::console::print_line("This is a known bug for some constants.");
+  }
+  JobReport report = describe(needed.memory());
 
   StatusDisplay status;
-  const nmp::PageBlock block(static_cast<std::size_t>(block_size));
+  const nmp::PageBlock block(static_cast<std::size_t>(needed.block));
   AlignedBufferC scratch = block.buffer();
   const std::size_t words = formula_->result_words(context_, precision_);
   nmp::BigFloat number(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
@@ -188,6 +198,12 @@ void Run::execute() {
   report.memory_used = nmp::platform::peak_memory();
   if (!report.file.empty()) write_report(report);
   print_report(report);
+}
+
+void Run::print_files() const {
+  nmp::console::print_line(files_.empty() ? "\nNo digits were left behind."
+                                          : "\nComplete when the job was stopped:");
+  for (const std::string& file : files_) nmp::console::print_line("    " + file);
 }
 
 RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
@@ -215,6 +231,7 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
     nmp::BasicTextWriter file(report.file, writer.first_digits(), radix, report.digits);
     writer.write(context_, &status, &file, record, last, scratch);
     file.close();
+    files_.push_back(report.file);
   } else {
     writer.write(context_, &status, nullptr, record, last, scratch);
   }
@@ -229,10 +246,32 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
 
 }  // namespace
 
-void run_job(Job job) {
+JobNeeds job_needs(const Job& job) {
+  if (job.decimal_digits == 0 && job.hex_digits == 0)
+    throw nmp::InvalidParametersException("job_needs()",
+                                          "The number of digits to compute must be at least 1.");
+  return Run(job).needs();
+}
+
+std::uint64_t output_bytes(const Job& job) {
+  if (!job.output_enable) return 0;
+  // 19 decimal or 16 hexadecimal digits fill a word of a compressed file.
+  const auto bytes = [&](std::uint64_t digits, unsigned digits_per_word) {
+    return job.digits_per_file == 0 ? digits : digits / digits_per_word * 8;
+  };
+  return bytes(job.decimal_digits, 19) + bytes(job.hex_digits, 16);
+}
+
+void run_job(Job job, std::optional<std::uint64_t> shown_block) {
   settle_output_format(job);
   validate(job);
-  Run(job).execute();
+  Run run(job);
+  try {
+    run.execute(shown_block);
+  } catch (const nmp::InterruptedException&) {
+    run.print_files();
+    throw;
+  }
 }
 
 }  // namespace numforge

@@ -79,7 +79,18 @@ NF_STRING_EXCEPTION(TransformTooSmallException, InvalidTransformException)
 /// A computation that detected its own error.
 NF_STRING_EXCEPTION(AlgorithmFailedException, StringException)
 /// Malformed text.
-NF_STRING_EXCEPTION(ParseException, StringException)
+class ParseException : public StringException {
+ public:
+  ParseException() = default;
+  ParseException(std::string function, std::string message, std::uint64_t line = 0)
+      : StringException(std::move(function), std::move(message)), line_(line) {}
+  NF_EXCEPTION(ParseException)
+  /// Line of the text, from 1; 0 where it has none.
+  std::uint64_t line() const { return line_; }
+
+ private:
+  std::uint64_t line_ = 0;
+};
 NF_STRING_EXCEPTION(EndOfStreamException, ParseException)
 NF_STRING_EXCEPTION(KeyNotFoundException, ParseException)
 NF_STRING_EXCEPTION(ArithmeticException, StringException)

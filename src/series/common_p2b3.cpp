@@ -202,7 +202,7 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
 PSR_SeriesS::PSR_SeriesS(Context& context, const Series& series, std::size_t target)
     : context_(context), series_(series), target_(target), sizing_(context, series, target) {
   plan_.size = series.terms;
-  plan_.tds = context.threads.threads();
+  plan_.tds = std::min(context.threads.threads(), context.most_tasks);
   build_plan(0, series.terms);
 }
 

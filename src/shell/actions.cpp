@@ -1,6 +1,10 @@
 #include "shell/actions.h"
 
+#include <string_view>
+#include <utility>
+
 #include "compute/custom_compute.h"
+#include "compute/job_config.h"
 #include "foundation/exceptions.h"
 #include "foundation/fatal.h"
 #include "shell/missing_tools.h"
@@ -17,14 +21,25 @@ void custom(CommandLine& line, const BuildProfile& profile) {
   run_custom_action(line, profile);
 }
 
-void config(CommandLine& line, const BuildProfile&) {
+/// The settings objects that a configuration file may hold for tools which are not there.
+constexpr std::pair<std::string_view, Tool> kMissingActions[] = {
+    {"BenchIO", Tool::IoAnalysis}, {"StressTest", Tool::StressTester}};
+
+[[noreturn]] void refuse_config(const std::string& message) {
+  throw nmp::InvalidParametersException("config()", message);
+}
+
+void config(CommandLine& line, const BuildProfile& profile) {
   line.advance();
-  if (line.at_end())
-    throw nmp::InvalidParametersException("config()", "Please specify a config file.");
-  std::string file = line.raw();
-  if (file.find('.') == std::string::npos) file += ".cfg";
-  throw nmp::InvalidParametersException(
-      "config()", "Configuration files cannot be run by this version yet: " + file);
+  if (line.at_end()) refuse_config("Please specify a config file.");
+  const std::string path = config_path(line.raw());
+  line.advance();
+  if (!line.at_end()) nmp::fatal_exit("Invalid Parameter: " + line.key());
+  const ConfigFile file(path);
+  if (file.action() == "CustomCompute") return run_configured_job(file.settings(), profile);
+  for (const auto& [key, tool] : kMissingActions)
+    if (file.action() == key) refuse_config(missing_tool_text(tool));
+  refuse_config("Invalid Action: " + file.action());
 }
 
 void about(CommandLine& line, const BuildProfile& profile) {
@@ -41,8 +56,7 @@ void missing(CommandLine&, const BuildProfile&) {
 
 constexpr nmp::Option<const BuildProfile> kActions[] = {
     {"custom", "", "compute a constant: custom NAME[:ARG] OPTION:VALUE ...", custom},
-    {"config", "", "run the job of a configuration file: config FILE (not in this version yet)",
-     config},
+    {"config", "", "run the job of a configuration file: config FILE", config},
     {"bench", "", "Benchmark Pi (not in this version yet)", missing<Tool::BenchmarkPi>},
     {"stress", "", "Component Stress Tester (not in this version yet)",
      missing<Tool::StressTester>},

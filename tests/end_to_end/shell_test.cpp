@@ -82,9 +82,7 @@ TEST(Shell, FailsInPlainWords) {
       {{"custom", "pi", "-nosuch:1"}, "Invalid Parameter: -nosuch\n"},
       {{"custom", "pi", "-dec:0"},
        report + "The number of digits to compute must be at least 1.\n"},
-      {{"custom", "pi", "-mode:swap"}, "Swap Mode cannot run in this version yet."},
       {{"config"}, "Please specify a config file.\n"},
-      {{"config", "job"}, "job.cfg\n"},
       {{"bench"}, "Benchmark Pi is not part of this version yet."},
       {{"bbp"}, "The BBP Digit Extractor for Pi is not part of this version yet."},
       {{"slave"}, "The slave mode is not part of this version yet."}};
@@ -95,6 +93,16 @@ TEST(Shell, FailsInPlainWords) {
     EXPECT_EQ(outcome.output.find(report) == std::string::npos,
               text.starts_with("Invalid Parameter"))
         << outcome.output;
+  }
+  for (const auto& [words, text] :
+       {std::pair<std::vector<std::string>, std::string>{
+            {"custom", "pi", "-mode:swap"},
+            "\nModeNotSupportedException\nException Encountered\nSwap Mode cannot run in this "
+            "version"},
+        {{"config", "job"}, "\nFileException\nException Encountered\nPath: job.cfg\n"}}) {
+    const ChildResult outcome = numforge(words);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.output, HasSubstr(text));
   }
 }
 
