@@ -33,7 +33,8 @@ const ConstantCatalogueEntry& constant_by_key(std::string_view key) {
 }
 
 bool is_available(std::string_view key) {
-  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi", "log", "gamma", "brent"};
+  constexpr std::string_view kAvailable[] = {"sqrt",  "goldenratio", "e",     "pi",   "log",
+                                             "zeta3", "catalan",     "gamma", "brent"};
   return std::ranges::find(kAvailable, key) != std::end(kAvailable);
 }
 

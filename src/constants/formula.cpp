@@ -8,6 +8,7 @@
 #include "constants/euler_gamma.h"
 #include "constants/log_machin.h"
 #include "constants/pi_series.h"
+#include "constants/quotient_series.h"
 #include "constants/square_roots.h"
 #include "foundation/exceptions.h"
 
@@ -37,6 +38,10 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     const auto k = constant == "brent" ? static_cast<unsigned>(std::countr_zero(argument)) : 0;
     return std::make_unique<EulerGamma_BrentMcMillan_BigFloatR>(k, algorithm == "brent-refined");
   }
+  if (constant == "zeta3")
+    if (const QuotientTerms* terms = zeta3_terms(algorithm)) return make_quotient_series(*terms);
+  if (constant == "catalan")
+    if (const QuotientTerms* terms = catalan_terms(algorithm)) return make_quotient_series(*terms);
   throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +
                                                               std::string(constant) + "\" by \"" +
                                                               std::string(algorithm) + "\" yet.");

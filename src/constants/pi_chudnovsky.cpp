@@ -95,9 +95,9 @@ class SeriesPiChudnovsky : public Series {
     term.R_positive = true;
   }
   const CommonFactors* factors() const override { return &factors_; }
-  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+  std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }
+  void leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const override {
     cubic_leaf(kTerms, factors_, a, b, leaf);
-    return true;
   }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;

@@ -88,8 +88,10 @@ void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut
 bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                          bool needs_R, AlignedBufferC scratch) {
   if (!run_.sizing.is_end(a, b)) return false;
-  Leaf leaf;
-  if (run_.sizing.factors() && run_.series.leaf(a, b, leaf)) {
+  const bool drops = run_.sizing.factors() != nullptr;
+  if (b - a <= run_.series.leaf_terms(drops)) {
+    Leaf leaf;
+    run_.series.leaf(a, b, drops, leaf);
     set_leaf(result, leaf);
     return true;
   }

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "foundation/exceptions.h"
+
 namespace nmp::BinarySplitting {
 namespace {
 
@@ -22,6 +24,11 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
   const double ln = log_gamma(last + shift) - log_gamma(static_cast<double>(a) + shift);
   return n * std::log2(alpha) + ln / std::log(2.0) + 1;
 }
+
+void Series::end_case_1(std::uint64_t, Term&) const {
+  throw InvalidParametersException("BSR_E()", "Not implemented.");
+}
+void Series::end_case_2(std::uint64_t k, Term& term) const { end_case_1(k, term); }
 
 std::uint64_t Series::split(std::uint64_t a, std::uint64_t b) const {
   const CommonFactors* const common = factors();

@@ -63,16 +63,20 @@ class Series {
   /// Where to cut the range: a < m < b, so that both halves are about equally large and, where
   /// factors are dropped, consist of whole blocks.
   virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
-  /// Term k alone, and terms k and k + 1 together.
-  virtual void end_case_1(std::uint64_t k, Term& term) const = 0;
-  virtual void end_case_2(std::uint64_t k, Term& term) const = 0;
+  /// Term k alone, and terms k and k + 1 together: for series without straight code for their
+  /// leaves. The others may leave them out; they throw InvalidParametersException "Not
+  /// implemented.".
+  virtual void end_case_1(std::uint64_t k, Term& term) const;
+  virtual void end_case_2(std::uint64_t k, Term& term) const;
   /// The common factors of R and Q of adjacent ranges, or null: then merges drop none.
   virtual const CommonFactors* factors() const { return nullptr; }
-  /// The products of the terms a+1..b, b - a <= Leaf::kMostTerms, if the series has straight code
-  /// for them. It drops the factors that merges of these terms would have dropped.
-  virtual bool leaf(std::uint64_t /*a*/, std::uint64_t /*b*/, Leaf& /*leaf*/) const {
-    return false;
-  }
+  /// How many terms `leaf` sums, P, Q and R in Leaf::kMostLimbs limbs each; 0 where the series has
+  /// no straight code for a sum whose merges drop factors, or drop none.
+  virtual std::uint64_t leaf_terms(bool /*drops*/) const { return 0; }
+  /// The products of the terms a+1..b. Drops the factors that merges of these terms would have
+  /// dropped.
+  virtual void leaf(std::uint64_t /*a*/, std::uint64_t /*b*/, bool /*drops*/,
+                    Leaf& /*leaf*/) const {}
   /// Term k modulo 2^61 - 1, from its polynomials alone: shares no code with the big numbers.
   virtual Residues residues(std::uint64_t k) const = 0;
 };

@@ -37,8 +37,8 @@ std::size_t Sizing::kept() const {
 }
 
 bool Sizing::is_end(std::uint64_t a, std::uint64_t b) const {
+  if (const std::uint64_t most = series_.leaf_terms(factors_ != nullptr)) return b - a <= most;
   if (b - a <= 2) return true;
-  if (factors_) return b - a <= Leaf::kMostTerms;
   return b - a <= 64 && series_.range_bits(a, b).Q <= kEndBits;
 }
 

@@ -162,7 +162,7 @@ TEST_F(ReduceTest, ModularCheckCatchesFaults) {
       *x = ExactFloat(at, 200);
       at += 200;
     }
-    series.leaf(1000 + 16 * i, 1016 + 16 * i, leaf);
+    series.leaf(1000 + 16 * i, 1016 + 16 * i, true, leaf);
     CommonP2B3::set_leaf(ranges[i], leaf);
   }
   ranges[1].Q.T[5] ^= 0x100;
