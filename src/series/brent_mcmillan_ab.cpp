@@ -124,12 +124,16 @@ void BSR_BlockS::BSR_S(Context& context, Range& result, std::uint64_t a, std::ui
 void PSR_BlockS::run(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                      AlignedBufferC scratch) {
   BSR_BlockS(run_).BSR_S(context, result, a, b, run_.plan.tds, scratch);
+  check(context, result, a, b);
+}
 
+void PSR_BlockS::check(Context& context, const Range& range, std::uint64_t a,
+                       std::uint64_t b) const {
   const Residues expected = range_residues(context, run_.parameters, a, b);
-  check_residue(result, result.D, expected.D);
-  check_residue(result, result.C, expected.C);
-  check_residue(result, result.T, expected.T);
-  check_residue(result, result.U, expected.U);
+  check_residue(range, range.D, expected.D);
+  check_residue(range, range.C, expected.C);
+  check_residue(range, range.T, expected.T);
+  check_residue(range, range.U, expected.U);
 }
 
 void PSR_SeriesPartsS::run(Context& context, Range& result, std::uint64_t a, std::uint64_t b,

@@ -94,13 +94,15 @@ class BSR_BlockS {
   Trail trail_;
 };
 
-/// Sums one block of the plan and checks it. Throws BSRModularCheckFailedException when the numbers
-/// disagree with the recurrence modulo 2^61 - 1.
+/// Sums one block of the plan and checks it.
 class PSR_BlockS {
  public:
   explicit PSR_BlockS(SeriesRun& run) : run_(run) {}
   void run(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
            AlignedBufferC scratch);
+  /// Throws BSRModularCheckFailedException when the numbers, or the residues they carry, disagree
+  /// with the recurrence modulo 2^61 - 1.
+  void check(Context& context, const Range& range, std::uint64_t a, std::uint64_t b) const;
 
  private:
   SeriesRun& run_;

@@ -89,7 +89,7 @@ TEST_F(Constants, LongMillionDigits) { expect_known_digits(1000000); }
 // A wrong guard word shows at lengths nobody thought of; so does a small job that rounds its sizes
 // down to nothing.
 TEST_F(Constants, EveryLengthIsAPrefix) {
-  for (const char* constant : {"sqrt", "goldenratio", "e", "pi", "zeta3", "catalan"}) {
+  for (const char* constant : {"sqrt", "goldenratio", "e", "pi", "zeta3", "catalan", "gamma"}) {
     const std::uint64_t argument = constant[0] == 's' ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;
