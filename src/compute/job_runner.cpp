@@ -119,9 +119,12 @@ const ConstantCatalogueEntry& constant_of(const Job& job) { return constant_by_k
 
 std::string constant_name(const Job& job) { return result_name(constant_of(job), job.argument); }
 
-std::string algorithm_file_text(const Job& job) {
-  return file_name_text(algorithm_by_key(constant_of(job), job.algorithm));
+std::string short_name_of(const Job& job) {
+  const ConstantCatalogueEntry& constant = constant_of(job);
+  return short_name(constant, algorithm_by_key(constant, job.algorithm), job.argument);
 }
+
+std::string algorithm_file_text(const Job& job) { return file_name_text(short_name_of(job)); }
 
 std::string local_time() {
   const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -158,7 +161,7 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   JobReport report;
   report.program = nmp::program_title(*job_.profile);
   report.constant = constant_name(job_);
-  report.algorithm = algorithm_by_key(constant_of(job_), job_.algorithm).short_name;
+  report.algorithm = short_name_of(job_);
   report.decimal_digits = job_.decimal_digits;
   report.hex_digits = job_.hex_digits;
   report.framework = framework_->description();

@@ -7,6 +7,7 @@
 #include "constants/e_taylor.h"
 #include "constants/euler_gamma.h"
 #include "constants/log_machin.h"
+#include "constants/machin_search.h"
 #include "constants/pi_series.h"
 #include "constants/quotient_series.h"
 #include "constants/square_roots.h"
@@ -32,12 +33,14 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
   }
-  if (constant == "log") return make_log(static_cast<std::uint32_t>(argument), algorithm);
   if (constant == "gamma" || constant == "brent") {
     // The argument of brent is 2^k.
     const auto k = constant == "brent" ? static_cast<unsigned>(std::countr_zero(argument)) : 0;
     return std::make_unique<EulerGamma_BrentMcMillan_BigFloatR>(k, algorithm == "brent-refined");
   }
+  if (constant == "log")
+    return std::make_unique<Log_Machin_BigFloatR>(
+        log_formula(static_cast<std::uint32_t>(argument), algorithm));
   if (constant == "zeta3")
     if (const QuotientTerms* terms = zeta3_terms(algorithm)) return make_quotient_series(*terms);
   if (constant == "catalan")

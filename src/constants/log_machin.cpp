@@ -3,8 +3,6 @@
 #include <cmath>
 
 #include "constants/arccoth_taylor.h"
-#include "constants/machin_search.h"
-#include "constants/machin_verify.h"
 #include "constants/series_sum.h"
 
 namespace numforge::Formulas {
@@ -40,14 +38,8 @@ std::size_t Log_Machin_BigFloatR::scratch_bytes(nmp::Context& context, std::size
 
 void Log_Machin_BigFloatR::compute(nmp::Context& context, nmp::BigFloat& result, std::size_t p,
                                    nmp::Progress& progress, nmp::AlignedBufferC scratch) const {
+  progress.note(formula_.text() + "\n");
   sum_of(formula_, p).compute(context, result, p, progress, scratch);
-}
-
-std::unique_ptr<Formula> make_log(std::uint32_t n, std::string_view algorithm) {
-  MachinFormula formula = search_machin_formula(n);
-  if (algorithm == "machin-secondary") formula = search_machin_formula(n, formula.terms);
-  verify(formula);
-  return std::make_unique<Log_Machin_BigFloatR>(std::move(formula));
 }
 
 }  // namespace numforge::Formulas

@@ -1,8 +1,6 @@
 // log n by a Machin-like sum of arccoth series.
 #pragma once
 
-#include <memory>
-#include <string_view>
 #include <utility>
 
 #include "constants/formula.h"
@@ -21,8 +19,5 @@ class Log_Machin_BigFloatR : public Formula {
  private:
   MachinFormula formula_;
 };
-
-/// "machin-primary" or "machin-secondary" for log n, 2 <= n: the formula is derived and verified.
-std::unique_ptr<Formula> make_log(std::uint32_t n, std::string_view algorithm);
 
 }  // namespace numforge::Formulas

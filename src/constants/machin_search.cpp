@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "arith/hash61.h"
+#include "constants/machin_verify.h"
 #include "constants/prime_base.h"
 #include "foundation/exceptions.h"
 
@@ -229,6 +230,13 @@ MachinFormula search_machin_formula(std::uint32_t n, std::span<const MachinTerm>
   if (!best)
     throw nmp::AlgorithmFailedException("search_machin_formula()", "Unable to derive formula.");
   return *best;
+}
+
+MachinFormula log_formula(std::uint32_t n, std::string_view algorithm) {
+  MachinFormula formula = search_machin_formula(n);
+  if (algorithm == "machin-secondary") formula = search_machin_formula(n, formula.terms);
+  verify(formula);
+  return formula;
 }
 
 }  // namespace numforge

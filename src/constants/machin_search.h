@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "constants/machin_formula.h"
 
@@ -29,5 +30,9 @@ namespace numforge {
 /// The cheapest formula that (a) to (c) find without the terms' arguments in `avoided`. Arguments
 /// stay below 2^47. Throws AlgorithmFailedException "Unable to derive formula.".
 MachinFormula search_machin_formula(std::uint32_t n, std::span<const MachinTerm> avoided = {});
+
+/// The formula of an algorithm of the catalogue, "machin-primary" or "machin-secondary", verified.
+/// The secondary one is searched for without the primary one's arguments.
+MachinFormula log_formula(std::uint32_t n, std::string_view algorithm);
 
 }  // namespace numforge

@@ -2,6 +2,7 @@
 // at every length from one digit on, and in exactly the memory that it asks for.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <ranges>
 #include <string>
 
@@ -89,8 +90,9 @@ TEST_F(Constants, LongMillionDigits) { expect_known_digits(1000000); }
 // A wrong guard word shows at lengths nobody thought of; so does a small job that rounds its sizes
 // down to nothing.
 TEST_F(Constants, EveryLengthIsAPrefix) {
-  for (const char* constant : {"sqrt", "goldenratio", "e", "pi", "zeta3", "catalan", "gamma"}) {
-    const std::uint64_t argument = constant[0] == 's' ? 2 : 0;
+  for (const char* constant :
+       {"sqrt", "goldenratio", "e", "pi", "log", "zeta3", "catalan", "gamma"}) {
+    const std::uint64_t argument = takes_number(constant_by_key(constant)) ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;
       for (const AlgorithmEntry& algorithm : algorithms(constant)) {
@@ -116,6 +118,23 @@ TEST_F(Constants, SquareRootsOfMultiplesShiftTheDigits) {
     std::string shifted = one.first + one.text;
     std::swap(shifted[one.first.size() - 1], shifted[one.first.size()]);
     EXPECT_EQ(shifted, ten.first + ten.text) << n << ", " << rng.trace();
+  }
+}
+
+// The two formulas of one n share no series.
+TEST_F(Constants, LogarithmsAgreeWithEachOther) {
+  const auto log = [&](std::uint64_t n, std::uint64_t digits) {
+    const Digits primary = compute("log", n, "machin-primary", 10, digits);
+    const Digits secondary = compute("log", n, "machin-secondary", 10, digits);
+    EXPECT_EQ(primary.first + primary.text, secondary.first + secondary.text) << n;
+    return std::stod(primary.first + primary.text.substr(0, 15));
+  };
+  for (std::uint64_t n = 2; n <= 500; ++n) EXPECT_DOUBLE_EQ(log(n, 100), std::log(n));
+  nmp::test::Rng rng = nmp::test::Rng::from_environment();
+  SCOPED_TRACE(rng.trace());
+  for (std::size_t rep = 0; rep < nmp::test::reps(30); ++rep) {
+    const std::uint64_t n = 2 + rng.below(4294967294);
+    EXPECT_DOUBLE_EQ(log(n, 15 + rng.size(3000)), std::log(n));
   }
 }
 

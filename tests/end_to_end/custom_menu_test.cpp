@@ -73,6 +73,39 @@ TEST(CustomMenu, ChangesTheJobAndRunsIt) {
                                    "Sqrt(3) - Report - Newton's Method.txt"}));
 }
 
+TEST(CustomMenu, ShowsTheFormulasOfALogarithm) {
+  const TempFolder folder;
+  const ChildResult run =
+      menu("1\n4\n1\n4294967296\n97\n1\n3\n150\n4\n5\n" + folder.path() + "\n7\n0\n");
+  EXPECT_EQ(run.exit_code, 0) << run.output;
+  std::size_t at = 0;
+  for (const char* text : {"Log(n)",
+                           "Argument must be greater than 1.",
+                           "Argument is too large.",
+                           "\nGenerating Primary Formula...",
+                           " seconds\nGenerating Secondary Formula...",
+                           " seconds\n",
+                           "Log[97] = \n",
+                           "\n           950 * ArcCoth[251]\n",
+                           " -2 * ArcCoth[971]\n",
+                           "\n        Cost = 0.718255\n",
+                           "Log[97] = \n",
+                           "\n        112714 * ArcCoth[57799]\n",
+                           "\n        Cost = 0.680572\n",
+                           "  0        Primary Machin-like Formula (5 terms)\n",
+                           "  1        Secondary Machin-like Formula (9 terms)\n",
+                           "Algorithm:              Secondary Machin-like Formula (9 terms)\n",
+                           "Algorithm:           Secondary Machin-like Formula (9 terms)\n",
+                           " 112714 * ArcCoth[57799]\n",
+                           "ArcCoth(57799)\n",
+                           "Series CommonP2B3..."}) {
+    at = run.output.find(text, at);
+    ASSERT_NE(at, std::string::npos) << text << run.output;
+  }
+  const std::string name = "Log(97) - Dec - Secondary Machin-like Formula (9 terms).txt";
+  EXPECT_THAT(contents(folder / name), testing::StartsWith("4.5747109785033828221167"));
+}
+
 TEST(CustomMenu, SurvivesWhatItRefuses) {
   const std::pair<const char*, const char*> rounds[] = {
       {"99\n", "Invalid input."},
