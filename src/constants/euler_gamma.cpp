@@ -26,7 +26,7 @@ using SeriesAB = nmp::BinarySplitting::BrentMcMillanAB::PSR_SeriesS;
 using SumC = nmp::BinarySplitting::CommonP2B3::PSR_SeriesS;
 
 /// The least n for which d is that small, but for a margin.
-double bound_for(std::size_t p, bool refined) {
+double bound_for(std::uint64_t p, bool refined) {
   return static_cast<double>(p) * kNatsPerWord / (refined ? 8 : 4);
 }
 unsigned least_k(double n) {
@@ -205,7 +205,7 @@ class Run {
 
 }  // namespace
 
-unsigned EulerGamma_BrentMcMillan_BigFloatR::k_for(std::size_t p, bool refined) {
+unsigned EulerGamma_BrentMcMillan_BigFloatR::k_for(std::uint64_t p, bool refined) {
   return std::max(2u, least_k(bound_for(p, refined) + 10));
 }
 

@@ -33,7 +33,7 @@ class EulerGamma_BrentMcMillan_BigFloatR : public Formula {
                nmp::AlignedBufferC scratch) const override;
 
   /// The k chosen for p words: the least one with 2^k >= the bound + 10, from 2 on.
-  static unsigned k_for(std::size_t p, bool refined);
+  static unsigned k_for(std::uint64_t p, bool refined);
 
  private:
   unsigned k_;
