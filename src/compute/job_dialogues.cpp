@@ -4,6 +4,7 @@
 
 #include "compute/job_config.h"
 #include "compute/job_failures.h"
+#include "compute/precision.h"
 #include "constants/catalogue_menu.h"
 #include "foundation/console.h"
 #include "foundation/format.h"
@@ -48,7 +49,8 @@ std::optional<std::string> ask_config_path() {
 }  // namespace
 
 void ask_constant(Job& job) {
-  const std::optional<ConstantChoice> choice = choose_constant();
+  const std::optional<ConstantChoice> choice =
+      choose_constant(words_for_digits(job.decimal_digits, job.hex_digits));
   if (!choice) return;
   job.constant = choice->constant->key;
   job.argument = choice->argument;
@@ -56,7 +58,9 @@ void ask_constant(Job& job) {
 }
 
 void ask_algorithm(Job& job) {
-  if (const AlgorithmEntry* choice = choose_algorithm(constant_by_key(job.constant), job.argument))
+  if (const AlgorithmEntry* choice =
+          choose_algorithm(constant_by_key(job.constant), job.argument,
+                           words_for_digits(job.decimal_digits, job.hex_digits)))
     job.algorithm = choice->key;
 }
 

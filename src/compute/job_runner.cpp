@@ -156,7 +156,7 @@ void Run::announce(std::uint64_t memory) const {
   row("  Constant:            ", constant_name(job_));
   row("  Algorithm:           ",
       long_name(constant_of(job_), algorithm_by_key(constant_of(job_), job_.algorithm),
-                job_.argument));
+                job_.argument, precision_));
   row("  Decimal Digits:      ", nmp::with_commas(job_.decimal_digits));
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
   row("  Output Format:       ", digit_format_text(job_));
