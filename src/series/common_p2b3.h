@@ -1,4 +1,5 @@
-// The CommonP2B3 family: series summed into three products P, Q and R.
+// The CommonP2B3 family: series summed into three products P, Q and R; and the engine of the
+// families that are variants of it (hyperdescent.h, binary_bbp.h).
 //
 // Two layers. PSR cuts the whole range of terms into a plan of blocks whose products are still
 // exact at the working precision, sums each block and joins the blocks; BSR sums one block by
@@ -111,6 +112,7 @@ class PSR_SeriesS {
  private:
   void build_plan(std::uint64_t a, std::uint64_t b);
   void announce(Progress& progress) const;
+  void scale_with_coefficients(Range& sum, Progress& progress, AlignedBufferC scratch) const;
   void finish(Range& sum, BigFloat& numerator, BigFloat& denominator, Progress& progress,
               AlignedBufferC scratch) const;
 

@@ -92,6 +92,7 @@ Sizing::Words Sizing::result(std::uint64_t a, std::uint64_t b, bool needs_R) con
   const RangeBits bits = this->bits(a, b);
   const std::size_t most = kept(a) + kCarryWords;
   const std::size_t P = room(bits.P, most), Q = room(bits.Q, most);
+  if (!keeps_R()) return {P, Q, 0};
   if (needs_R || is_end(a, b)) return {P, Q, room_for_R(a, b)};
   const std::uint64_t m = series_.split(a, b);
   std::size_t R = room_for_R(a, m);
@@ -109,8 +110,14 @@ std::size_t Sizing::room_for_R(std::uint64_t a, std::uint64_t b) const {
 
 std::size_t Sizing::merging_bytes(std::uint64_t a, std::uint64_t m, std::uint64_t b,
                                   bool needs_R) const {
-  return merge_bytes(context_, result(a, m, true), result(m, b, needs_R), needs_R,
-                     MergeWay::kPlain);
+  Words left = result(a, m, true);
+  const Words right = result(m, b, needs_R);
+  if (!keeps_R()) {
+    needs_R = false;
+    left.R = left.Q;
+    left.P += right.P - std::min(right.P, right.Q);  // for the words that P0 reaches lower
+  }
+  return merge_bytes(context_, left, right, needs_R, MergeWay::kPlain);
 }
 
 std::size_t Sizing::second_summand(std::uint64_t a, std::uint64_t m, std::uint64_t b) const {
@@ -121,7 +128,7 @@ std::size_t Sizing::second_summand(std::uint64_t a, std::uint64_t m, std::uint64
 }
 
 bool Sizing::is_last_merge(std::uint64_t a, std::uint64_t m, std::uint64_t b, bool needs_R) const {
-  if (needs_R || kept(a) < kLastMergeWords || is_exact(a, b)) return false;
+  if (needs_R || !keeps_R() || kept(a) < kLastMergeWords || is_exact(a, b)) return false;
   // Else R0's place would have to grow by more than the merge saves.
   return second_summand(a, m, b) < room_for_R(a, m) + kept(a) / 2;
 }

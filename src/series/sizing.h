@@ -22,6 +22,8 @@ class Sizing {
   /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
   /// half only, which the merge reads, or that of R0*P1 for merge_last.
   Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// False where R is Q, scaled.
+  bool keeps_R() const { return series_.family != Family::kBinaryBBP; }
   /// The series' common factors, or null where merges drop none.
   const CommonFactors* factors() const { return factors_; }
   /// Bounds for a range as the recursion leaves it.
