@@ -16,6 +16,8 @@ struct Context {
   const AlgorithmTable& products;  ///< which algorithm multiplies which length
   /// Products of more words in all are formed from pieces: slower, in less scratch.
   std::size_t longest_product = static_cast<std::size_t>(-1);
+  /// Parallel tasks that a series may be cut into at a time.
+  unsigned most_tasks = static_cast<unsigned>(-1);
 };
 
 }  // namespace nmp

@@ -4,14 +4,21 @@
 #include <bit>
 
 #include "compute/equivalent_digits.h"
+#include "compute/job_failures.h"
 #include "compute/writable_folder.h"
 #include "constants/catalogue.h"
+#include "digits/ncd_format.h"
 #include "foundation/exceptions.h"
+#include "foundation/format.h"
 #include "foundation/process_settings.h"
 #include "memory/allocator_choice.h"
 #include "platform/processor.h"
 
 namespace numforge {
+
+NF_REGISTER_EXCEPTION(ModeNotSupportedException)
+NF_REGISTER_EXCEPTION(ConfigLoadException)
+
 namespace {
 
 [[noreturn]] void refuse(const char* function, const std::string& message) {
@@ -51,6 +58,10 @@ void set_decimal_digits(Job& job, std::int64_t digits) {
 void set_hex_digits(Job& job, std::int64_t digits) {
   job.hex_digits = at_least_zero(digits);
   job.decimal_digits = decimal_digits_of(job.hex_digits);
+}
+
+void enable_hex_digits(Job& job, bool enabled) {
+  job.hex_digits = enabled ? hex_digits_of(job.decimal_digits) : 0;
 }
 
 void set_algorithm(Job& job, std::string_view key) {
@@ -101,6 +112,20 @@ void set_minimum_io(Job& job, std::int64_t bytes) {
       std::clamp<std::int64_t>(bytes, 4096, std::numeric_limits<std::int32_t>::max()));
 }
 
+void set_bytes_per_seek(Job& job, std::int64_t bytes) {
+  job.bytes_per_seek = std::max<std::uint64_t>(at_least_zero(bytes), 1);
+}
+
+const char* mode_key(Mode mode) { return mode == Mode::Ram ? "ram" : "swap"; }
+const char* mode_name(Mode mode) { return mode == Mode::Ram ? "Ram Only" : "Swap Mode"; }
+
+std::string digit_format_text(const Job& job) {
+  if (!job.output_enable) return "Digit Output Disabled";
+  if (job.digits_per_file == 0) return "None - Write digits to a text file.";
+  if (job.digits_per_file == kOneFile) return "Compress digits into one .ncd file.";
+  return "Compress with " + nmp::with_commas(job.digits_per_file) + " digits per file.";
+}
+
 void settle_output_format(Job& job) {
   if (!job.output_enable || job.digits_per_file == 0) return;
   if (!too_few_to_compress(job.decimal_digits) && !too_few_to_compress(job.hex_digits)) return;
@@ -115,11 +140,14 @@ void validate(const Job& job) {
   algorithm_by_key(constant, job.algorithm);
   if (job.decimal_digits == 0 && job.hex_digits == 0)
     refuse(kHere, "The number of digits to compute must be at least 1.");
+  if (job.bbp_check && (job.constant != "pi" || job.hex_digits == 0))
+    refuse(kHere, "-bbp:1 checks the last hexadecimal digits of Pi; this job has none.");
   if (job.mode == Mode::Swap)
-    refuse(kHere, "Swap Mode cannot run in this version yet. Please use -mode:ram.");
+    throw ModeNotSupportedException(
+        kHere, "Swap Mode cannot run in this version yet. Please choose Ram Only (-mode:ram).");
   if (!job.output_enable) return;
-  if (job.digits_per_file != 0)
-    refuse(kHere, "Compressed digit files cannot be written by this version yet. Please use -C:0.");
+  if (job.digits_per_file != 0 && job.digits_per_file < nmp::kLeastDigitsPerFile)
+    refuse(kHere, "Invalid Digits per File");
   if (!make_writable(job.output_path)) refuse(kHere, "Path is not writable.");
 }
 

@@ -36,15 +36,21 @@ struct Job {
   bool output_enable = true;
   std::uint64_t digits_per_file = 0;  ///< 0: text file; kOneFile; else a count
   bool verify = true;
+  bool bbp_check = false;  ///< compare the last hexadecimal digits with the digit extractor's
 
   Mode mode = Mode::Ram;
   std::string allocator{nmp::kDefaultAllocator};
   std::string framework{nmp::parallel::kDefaultFramework};
   std::uint32_t task_decomposition = 1;
 
+  // Swap Mode only.
   std::uint64_t swap_memory = 0;  ///< bytes; 0: not chosen
+  std::string swap;               ///< swap disk configuration as typed
   std::uint64_t minimum_io = 4096;
-  std::string swap;  ///< swap disk configuration as typed
+  std::uint64_t bytes_per_seek = 1 << 20;  ///< what a seek costs, in bytes read meanwhile
+  bool parallel_access = false;            ///< whether disks serve several threads at once
+  bool checkpointing = true;
+  std::string post_checkpoint_command;
 };
 
 /// The job that `custom NAME:ARG` starts from. Throws InvalidParametersException for an unknown
@@ -56,6 +62,8 @@ Job make_job(std::string_view constant, std::string_view argument,
 void set_decimal_digits(Job& job, std::int64_t digits);
 /// Hexadecimal digits; the decimal count follows: floor(digits * log10(16)).
 void set_hex_digits(Job& job, std::int64_t digits);
+/// Hexadecimal digits on, as many as the decimal ones are worth, or off.
+void enable_hex_digits(Job& job, bool enabled);
 /// Throws InvalidParametersException "Invalid Algorithm: " for a key that is not the constant's.
 void set_algorithm(Job& job, std::string_view key);
 /// Creates the folder where it does not exist and writes a small file there. Throws
@@ -74,11 +82,21 @@ void set_task_decomposition(Job& job, std::int64_t tasks);
 void set_swap_memory(Job& job, std::int64_t bytes);
 /// Swap Mode: clamped to 4,096 to 2,147,483,647 bytes.
 void set_minimum_io(Job& job, std::int64_t bytes);
+/// Swap Mode: at least 1.
+void set_bytes_per_seek(Job& job, std::int64_t bytes);
+
+/// The keys of configuration files: "ram", "swap"; and the names of menus: "Ram Only", "Swap Mode".
+const char* mode_key(Mode mode);
+const char* mode_name(Mode mode);
+/// "Compress with 1,000,000 digits per file.", and so on.
+std::string digit_format_text(const Job& job);
+
 
 /// Switches compression off, with a warning, for a job with too few digits to compress. To be
 /// called when the job starts, before `validate`.
 void settle_output_format(Job& job);
-/// Throws InvalidParametersException with a plain sentence when the job cannot start as it is.
+/// Throws InvalidParametersException with a plain sentence when the job cannot start as it is, and
+/// its subclass ModeNotSupportedException where another mode might.
 void validate(const Job& job);
 
 }  // namespace numforge

@@ -7,10 +7,12 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "arith/big_float.h"
 #include "arith/kernels/kernel_set.h"
 #include "arith/multiply/algorithm_table.h"
+#include "compute/bbp_check.h"
 #include "compute/precision.h"
 #include "compute/report.h"
 #include "compute/status_display.h"
@@ -18,6 +20,7 @@
 #include "constants/formula.h"
 #include "digits/file_names.h"
 #include "digits/float_writer.h"
+#include "digits/ncd_set_writer.h"
 #include "digits/read_check.h"
 #include "digits/text_writer.h"
 #include "foundation/console.h"
@@ -68,13 +71,24 @@ class Run {
         formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
         allocator_(nmp::parse_allocator(job.allocator)),
-        context_{*framework_, table_, formula_->longest_product(precision_)} {
+        context_{*framework_, table_, formula_->longest_product(precision_),
+                 job.task_decomposition} {
     for (const nmp::TuningLine& line : job.profile->tuning) {
       const nmp::TuningEntry entry{line.id, line.threshold};
       table_.load({&entry, 1});
     }
   }
 
+  /// Sizes, and the tables that the program will hold.
+  JobNeeds needs() {
+    table_.prepare(4 * precision_);
+    return {nmp::platform::peak_memory() + nmp::MemoryBlock::kFenceBytes, block_bytes()};
+  }
+  void execute(std::optional<std::uint64_t> shown_block);
+  /// Says which digit files of a job that was broken off are complete.
+  void print_files() const;
+
+ private:
   std::uint64_t block_bytes() {
     const std::uint64_t number =
         nmp::carved_bytes<Word>(formula_->result_words(context_, precision_));
@@ -84,9 +98,6 @@ class Run {
           scratch, nmp::FloatWriterB::scratch_bytes(context_, digits(radix), radix));
     return number + scratch;
   }
-  void execute();
-
- private:
   std::uint64_t digits(unsigned radix) const {
     return radix == 10 ? job_.decimal_digits : job_.hex_digits;
   }
@@ -108,15 +119,19 @@ class Run {
   nmp::AllocatorChoice allocator_;
   nmp::AlgorithmTable table_;
   nmp::Context context_;
+  std::vector<std::string> files_;  ///< complete by now
 };
 
 const ConstantCatalogueEntry& constant_of(const Job& job) { return constant_by_key(job.constant); }
 
 std::string constant_name(const Job& job) { return result_name(constant_of(job), job.argument); }
 
-std::string algorithm_file_text(const Job& job) {
-  return file_name_text(algorithm_by_key(constant_of(job), job.algorithm));
+std::string short_name_of(const Job& job) {
+  const ConstantCatalogueEntry& constant = constant_of(job);
+  return short_name(constant, algorithm_by_key(constant, job.algorithm), job.argument);
 }
+
+std::string algorithm_file_text(const Job& job) { return file_name_text(short_name_of(job)); }
 
 std::string local_time() {
   const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -141,9 +156,10 @@ void Run::announce(std::uint64_t memory) const {
   row("  Constant:            ", constant_name(job_));
   row("  Algorithm:           ",
       long_name(constant_of(job_), algorithm_by_key(constant_of(job_), job_.algorithm),
-                job_.argument));
+                job_.argument, precision_));
   row("  Decimal Digits:      ", nmp::with_commas(job_.decimal_digits));
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
+  row("  Output Format:       ", digit_format_text(job_));
   row("  Computation Mode:    ", "Ram Only");
   row("  Multi-Threading:     ", framework_->description());
   row("  Memory Allocator:    ", allocator_text());
@@ -154,7 +170,7 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   JobReport report;
   report.program = nmp::program_title(*job_.profile);
   report.constant = constant_name(job_);
-  report.algorithm = algorithm_by_key(constant_of(job_), job_.algorithm).short_name;
+  report.algorithm = short_name_of(job_);
   report.decimal_digits = job_.decimal_digits;
   report.hex_digits = job_.hex_digits;
   report.framework = framework_->description();
@@ -170,17 +186,16 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   return report;
 }
 
-void Run::execute() {
-  const std::uint64_t block_size = block_bytes();
-  // The program itself is in memory too; what it holds now, its tables included, it holds
-  // throughout.
-  table_.prepare(4 * precision_);
-  const std::uint64_t needed =
-      nmp::platform::peak_memory() + block_size + nmp::MemoryBlock::kFenceBytes;
-  require_memory(job_, needed);
-  announce(needed);
-  JobReport report = describe(needed);
-  nmp::MemoryBlock block(allocator_.make(), static_cast<std::size_t>(block_size));
+void Run::execute(std::optional<std::uint64_t> shown_block) {
+  const JobNeeds needed = needs();
+  require_memory(job_, needed.memory());
+  announce(needed.memory());
+  if (shown_block && *shown_block < needed.block) {
+    nmp::console::print_line("\nInconsistency: Memory requirement increased with min -> actual.\n");
+    nmp::console::print_line("This is a known bug for some constants.");
+  }
+  JobReport report = describe(needed.memory());
+  nmp::MemoryBlock block(allocator_.make(), static_cast<std::size_t>(needed.block));
   report.memory_granted = block.statement();
   row("  Memory Granted:      ", block.statement());
   nmp::console::print_line();
@@ -202,6 +217,12 @@ void Run::execute() {
   print_report(report);
 }
 
+void Run::print_files() const {
+  nmp::console::print_line(files_.empty() ? "\nNo digits were left behind."
+                                          : "\nComplete when the job was stopped:");
+  for (const std::string& file : files_) nmp::console::print_line("    " + file);
+}
+
 RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
                          AlignedBufferC scratch) {
   RadixReport report;
@@ -214,6 +235,10 @@ RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisp
   status.stage("Output");
   write_digits(writer, radix, report, status, scratch);
   writer.verify_binary_words(&status);
+  if (job_.bbp_check && radix == 16) {
+    status.stage("BBP Check");
+    report.bbp_check = check_with_bbp(report.last_digits, report.digits, *framework_, &status);
+  }
   return report;
 }
 
@@ -222,29 +247,66 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
   nmp::HashedDigits record(radix);
   nmp::LastDigits last;
   last.set(radix);
-  if (job_.output_enable) {
+  const auto write_to = [&](nmp::DigitSink* sink) {
+    writer.write(context_, &status, sink, record, last, scratch);
+    report.last_digits_label = last.label();
+    report.last_digits = last.text();
+    report.hash = record.hash();
+  };
+  if (!job_.output_enable) return write_to(nullptr);
+  const bool verify = report.verified = job_.verify;
+  if (job_.digits_per_file == 0) {
     report.file = stem(radix) + ".txt";
     nmp::BasicTextWriter file(report.file, writer.first_digits(), radix, report.digits);
-    writer.write(context_, &status, &file, record, last, scratch);
+    write_to(&file);
     file.close();
-  } else {
-    writer.write(context_, &status, nullptr, record, last, scratch);
+    files_.push_back(report.file);
+    if (!verify) return;
+    status.stage("Output Check");
+    return nmp::read_check(*framework_, report.file, record, &status);
   }
-  report.last_digits_label = last.label();
-  report.last_digits = last.text();
-  report.hash = record.hash();
-  if (!job_.output_enable || !job_.verify) return;
+  const std::string name =
+      nmp::digit_file_stem("", constant_name(job_), radix, algorithm_file_text(job_));
+  nmp::BasicNcdSetWriter set(job_.output_path, name, static_cast<std::uint8_t>(radix),
+                             job_.digits_per_file, report.digits, writer.first_digits());
+  write_to(&set);
+  report.file = set.file_path(0);
+  report.digits_per_file = set.digits_per_file();
+  const auto reader = set.close_and_get_basic_reader();
+  files_.push_back(report.file);
+  if (!verify) return;
   status.stage("Output Check");
-  nmp::read_check(report.file, record, &status);
-  report.verified = true;
+  nmp::read_check(*framework_, *reader, record, &status);
 }
 
 }  // namespace
 
-void run_job(Job job) {
+JobNeeds job_needs(const Job& job) {
+  if (job.decimal_digits == 0 && job.hex_digits == 0)
+    throw nmp::InvalidParametersException("job_needs()",
+                                          "The number of digits to compute must be at least 1.");
+  return Run(job).needs();
+}
+
+std::uint64_t output_bytes(const Job& job) {
+  if (!job.output_enable) return 0;
+  // 19 decimal or 16 hexadecimal digits fill a word of a compressed file.
+  const auto bytes = [&](std::uint64_t digits, unsigned digits_per_word) {
+    return job.digits_per_file == 0 ? digits : digits / digits_per_word * 8;
+  };
+  return bytes(job.decimal_digits, 19) + bytes(job.hex_digits, 16);
+}
+
+void run_job(Job job, std::optional<std::uint64_t> shown_block) {
   settle_output_format(job);
   validate(job);
-  Run(job).execute();
+  Run run(job);
+  try {
+    run.execute(shown_block);
+  } catch (const nmp::InterruptedException&) {
+    run.print_files();
+    throw;
+  }
 }
 
 }  // namespace numforge

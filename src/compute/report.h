@@ -13,10 +13,12 @@ namespace numforge {
 struct RadixReport {
   std::string last_digits_label;  ///< "Last Decimal Digits:"
   std::string last_digits;
-  std::uint64_t digits = 0;  ///< after the point; also the position of the last one
-  std::uint64_t hash = 0;    ///< of all of them, as one integer modulo 2^61 - 1
-  std::string file;          ///< empty: not written
-  bool verified = false;     ///< the file was read back and compared
+  std::uint64_t digits = 0;           ///< after the point; also the position of the last one
+  std::uint64_t hash = 0;             ///< of all of them, as one integer modulo 2^61 - 1
+  std::string file;                   ///< the only one or the first; empty: not written
+  std::uint64_t digits_per_file = 0;  ///< 0: a text file
+  bool verified = false;              ///< the file was read back and compared
+  std::string bbp_check;  ///< outcome of the comparison with the digit extractor, if any
 };
 
 struct JobReport {

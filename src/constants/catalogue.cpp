@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 
+#include "constants/euler_gamma.h"
+#include "constants/machin_search.h"
 #include "foundation/command_line.h"
 #include "foundation/exceptions.h"
 
@@ -16,6 +18,14 @@ namespace {
 
 bool is(const ConstantCatalogueEntry& constant, std::string_view key) {
   return constant.key == key;
+}
+
+/// The length of the formula that the algorithm stands for, where the argument decides.
+std::string terms_text(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
+                       std::uint64_t argument) {
+  if (!is(constant, "log")) return "";
+  const MachinFormula formula = log_formula(static_cast<std::uint32_t>(argument), algorithm.key);
+  return " (" + std::to_string(formula.terms.size()) + " terms)";
 }
 
 constexpr std::int64_t kLargestArgument = 4294967295;
@@ -32,10 +42,7 @@ const ConstantCatalogueEntry& constant_by_key(std::string_view key) {
          "Invalid Constant: " + std::string(key) + "\nThe constants are: " + known + ".");
 }
 
-bool is_available(std::string_view key) {
-  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e", "pi"};
-  return std::ranges::find(kAvailable, key) != std::end(kAvailable);
-}
+bool is_available(std::string_view key) { return key != "custom"; }
 
 std::string unavailable_text(const ConstantCatalogueEntry& constant) {
   return "The constant \"" + std::string(constant.key) + "\" is not built into this version yet.";
@@ -101,20 +108,29 @@ std::string result_name(const ConstantCatalogueEntry& constant, std::uint64_t ar
   return constant.display_name;
 }
 
-std::string file_name_text(const AlgorithmEntry& algorithm) {
-  std::string text = algorithm.short_name;
-  std::erase_if(text, [](char c) {
+std::string file_name_text(std::string name) {
+  std::erase_if(name, [](char c) {
     return static_cast<unsigned char>(c) < 32 ||
            std::string_view("\\/:*?\"<>|").find(c) != std::string_view::npos;
   });
-  return text;
+  return name;
 }
 
 std::string long_name(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
-                      std::uint64_t argument) {
+                      std::uint64_t argument, std::uint64_t words) {
   std::string text = algorithm.long_name;
-  if (is(constant, "brent")) text += " ( n = 2^" + std::to_string(std::countr_zero(argument)) + ")";
-  return text;
+  unsigned k = 0;
+  if (is(constant, "brent")) k = static_cast<unsigned>(std::countr_zero(argument));
+  if (is(constant, "gamma") && words != 0)
+    k = Formulas::EulerGamma_BrentMcMillan_BigFloatR::k_for(
+        words, std::string_view(algorithm.key) == "brent-refined");
+  if (k != 0) text += " ( n = 2^" + std::to_string(k) + ")";
+  return text + terms_text(constant, algorithm, argument);
+}
+
+std::string short_name(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
+                       std::uint64_t argument) {
+  return algorithm.short_name + terms_text(constant, algorithm, argument);
 }
 
 }  // namespace numforge

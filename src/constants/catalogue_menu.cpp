@@ -1,10 +1,13 @@
 #include "constants/catalogue_menu.h"
 
+#include <chrono>
 #include <string>
 
+#include "constants/machin_search.h"
 #include "foundation/command_line.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
+#include "foundation/format.h"
 
 namespace numforge {
 namespace {
@@ -52,6 +55,30 @@ constexpr ArgumentPrompt kPrompts[] = {
     {"log", "Log(n)", "n = "},
     {"brent", "Euler's Constant\n\nn = 2^k", "k = "},
 };
+
+/// Derives the formula of each algorithm and prints them. False if that fails.
+bool show_log_formulas(const AlgorithmMenu& menu, std::uint64_t n) {
+  std::string formulas;
+  console::print_line();
+  for (const AlgorithmEntry& entry : menu.algorithms) {
+    const std::string_view name(entry.long_name);
+    console::print("Generating " + std::string(name.substr(0, name.find(' '))) + " Formula...  ");
+    console::flush();
+    const auto start = std::chrono::steady_clock::now();
+    try {
+      const MachinFormula formula = log_formula(static_cast<std::uint32_t>(n), entry.key);
+      formulas += "\n" + std::string(name) + ":\n\n" + formula.text() + "\n";
+    } catch (const nmp::AlgorithmFailedException& failure) {
+      console::print_line('R', "\n\nError\n" + failure.message());
+      console::print_line("Please report this as a bug.");
+      return false;
+    }
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    console::print_line('T', nmp::duration(took.count()));
+  }
+  console::print(formulas);
+  return true;
+}
 
 void print_refusal(const ConstantCatalogueEntry& constant, std::int64_t number,
                    const nmp::InvalidParametersException& reason) {
@@ -102,12 +129,14 @@ std::optional<std::uint64_t> prompt_argument(const ConstantCatalogueEntry& const
 }
 
 const AlgorithmEntry* choose_algorithm(const ConstantCatalogueEntry& constant,
-                                       std::uint64_t argument) {
+                                       std::uint64_t argument, std::uint64_t words) {
   const AlgorithmMenu& menu = algorithm_menu(constant);
+  if (std::string_view(constant.key) == "log" && !show_log_formulas(menu, argument)) return nullptr;
   console::print_line("\n\nSelect an Algorithm:\n");
   for (std::size_t i = 0; i < menu.algorithms.size(); ++i) {
     const AlgorithmEntry& entry = menu.algorithms[i];
-    std::string line = numbered(i, 4) + std::string(8, ' ') + long_name(constant, entry, argument);
+    std::string line =
+        numbered(i, 4) + std::string(8, ' ') + long_name(constant, entry, argument, words);
     if (*entry.note) line = padded(line, 44) + entry.note;
     console::print_line(line);
   }
@@ -122,7 +151,7 @@ const AlgorithmEntry* choose_algorithm(const ConstantCatalogueEntry& constant,
   }
 }
 
-std::optional<ConstantChoice> choose_constant() {
+std::optional<ConstantChoice> choose_constant(std::uint64_t words) {
   const ConstantCatalogueEntry* constant = choose_catalogue_entry();
   if (constant == nullptr) return std::nullopt;
   if (!is_available(constant->key)) {
@@ -135,7 +164,7 @@ std::optional<ConstantChoice> choose_constant() {
     if (!answer) return std::nullopt;
     argument = *answer;
   }
-  const AlgorithmEntry* algorithm = choose_algorithm(*constant, argument);
+  const AlgorithmEntry* algorithm = choose_algorithm(*constant, argument, words);
   if (algorithm == nullptr) return std::nullopt;
   return ConstantChoice{constant, algorithm, argument};
 }

@@ -3,6 +3,7 @@
 // Source: D. V. and G. V. Chudnovsky, Approximations and complex multiplication according to
 // Ramanujan, 1988 [Chudnovsky1988].
 #include <cmath>
+#include <numbers>
 
 #include "arith/hash61.h"
 #include "constants/pi_formula.h"
@@ -94,10 +95,13 @@ class SeriesPiChudnovsky : public Series {
     term.P_positive = false;
     term.R_positive = true;
   }
+  double gained_bits(std::uint64_t a) const override {
+    return nmp::BinarySplitting::linear_gain(kRate / std::numbers::ln2, a);
+  }
   const CommonFactors* factors() const override { return &factors_; }
-  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+  std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }
+  void leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const override {
     cubic_leaf(kTerms, factors_, a, b, leaf);
-    return true;
   }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;

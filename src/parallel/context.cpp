@@ -13,9 +13,7 @@
 namespace nmp::parallel {
 namespace {
 
-struct Framework {
-  std::string_view key;
-  bool threaded;  ///< whether a number of threads may follow
+struct Framework : FrameworkName {
   std::unique_ptr<Context> (*make)(std::string key, unsigned threads);
 };
 
@@ -25,15 +23,16 @@ std::unique_ptr<Context> make(std::string key, unsigned threads) {
 }
 
 constexpr Framework kFrameworks[] = {
-    {"none", false,
+    {{"none", "No threads but the program's own", false},
      [](std::string, unsigned) -> std::unique_ptr<Context> {
        return std::make_unique<SerialContext>();
      }},
-    {"cppasync", true, make_async_context},
-    {"spawn", true, make_spawn_context},
-    {"taskqueue", true, make<WorkPool, WorkPool::Queues::kOne>},
-    {"pushpool", true, make<WorkPool, WorkPool::Queues::kOnePerThread>},
-    {"winpool", true, make_system_pool_context},
+    {{"cppasync", "std::async for every helper of a loop", true}, make_async_context},
+    {{"spawn", "A new thread for every helper of a loop", true}, make_spawn_context},
+    {{"taskqueue", "Pool of threads with one queue", true}, make<WorkPool, WorkPool::Queues::kOne>},
+    {{"pushpool", "Pool of threads with a queue each (work stealing)", true},
+     make<WorkPool, WorkPool::Queues::kOnePerThread>},
+    {{"winpool", "Windows thread pool", true}, make_system_pool_context},
 };
 
 struct Description {
@@ -80,6 +79,10 @@ Description parse(std::string_view text) {
 }
 
 }  // namespace
+
+std::vector<FrameworkName> framework_names() {
+  return {std::begin(kFrameworks), std::end(kFrameworks)};
+}
 
 std::unique_ptr<Context> make_context(std::string_view description) {
   const Description parsed = parse(description);

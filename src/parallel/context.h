@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace nmp::parallel {
 
@@ -35,6 +36,14 @@ class Context {
 
 inline constexpr std::string_view kDefaultFramework = "pushpool";
 inline constexpr unsigned kMostThreads = 1024;
+
+struct FrameworkName {
+  std::string_view key;
+  std::string_view title;  ///< what a person chooses by
+  bool threaded;           ///< whether a number of threads may follow
+};
+/// All that this program knows, those of other systems included.
+std::vector<FrameworkName> framework_names();
 
 /// Builds a framework from its description, KEY or KEY:THREADS. Keys: "none" (which takes no
 /// number), "cppasync", "spawn", "taskqueue", "pushpool", "winpool". THREADS: 1 to kMostThreads;

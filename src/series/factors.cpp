@@ -29,6 +29,18 @@ std::uint64_t remainder(std::uint64_t x, std::uint32_t q) {
   return x % q;
 }
 
+/// Calls function(p, q) for the powers q <= limit of odd primes p. Powers of two stay in the
+/// numbers: division from the low end is by odd numbers.
+template <typename Function>
+void for_each_odd_power(std::uint64_t limit, const Function& function) {
+  std::vector<bool> composite(limit + 1);
+  for (std::uint64_t p = 3; p <= limit; p += 2) {
+    if (composite[p]) continue;
+    for (std::uint64_t x = p * p; x <= limit; x += p) composite[x] = true;
+    for (std::uint64_t q = p; q <= limit; q *= p) function(p, q);
+  }
+}
+
 }  // namespace
 
 bool FactorList::append(std::uint64_t factor) {
@@ -62,19 +74,29 @@ std::uint64_t FactorList::hash() const {
 
 CommonFactors::CommonFactors(std::span<const LinearForm, kForms> forms) {
   for (const LinearForm& form : forms) slope_ = std::max<std::uint64_t>(slope_, form.alpha);
-  const std::uint64_t limit = slope_ * kMostTerms;
-  std::vector<bool> composite(limit + 1);
-  // Powers of two stay: division from the low end is by odd numbers.
-  for (std::uint64_t p = 3; p <= limit; p += 2) {
-    if (composite[p]) continue;
-    for (std::uint64_t x = p * p; x <= limit; x += p) composite[x] = true;
-    for (std::uint64_t q = p; q <= limit; q *= p) {
-      PrimePower power{static_cast<std::uint32_t>(q), {}, {1, p, p * p, p * p * p}};
-      for (std::size_t i = 0; i < kForms; ++i)
-        power.first[i] = forms[i].alpha % p == 0 ? PrimePower::kNever : first_multiple(forms[i], q);
-      if (power.opened(q) != 0) powers_.push_back(power);
-    }
-  }
+  for_each_odd_power(slope_ * kMostTerms, [&](std::uint64_t p, std::uint64_t q) {
+    PrimePower power{static_cast<std::uint32_t>(q), {}, {1, p, p * p, p * p * p}};
+    for (std::size_t i = 0; i < kForms; ++i)
+      power.first[i] = forms[i].alpha % p == 0 ? PrimePower::kNever : first_multiple(forms[i], q);
+    if (power.opened(q) != 0) powers_.push_back(power);
+  });
+  prepare();
+}
+
+CommonFactors CommonFactors::of_odd_numbers() {
+  CommonFactors factors;
+  for_each_odd_power(kMostTerms, [&](std::uint64_t p, std::uint64_t q) {
+    const auto period = static_cast<std::uint32_t>(q);
+    factors.powers_.push_back({period,
+                               {0, PrimePower::kNever, PrimePower::kNever},
+                               {1, p, p * p, p * p * p},
+                               period / 2 + 1});
+  });
+  factors.prepare();
+  return factors;
+}
+
+void CommonFactors::prepare() {
   std::sort(powers_.begin(), powers_.end(),
             [](const PrimePower& x, const PrimePower& y) { return x.q < y.q; });
   for (std::size_t i = 0; i < kFirstBlocks; ++i)
@@ -95,7 +117,7 @@ FactorList CommonFactors::common(std::uint64_t a, std::uint64_t m, std::uint64_t
   FactorList list;
   const std::uint64_t left = m - a, right = b - m;
   for (const PrimePower& power : prime_powers(b - a)) {
-    const std::uint64_t r = remainder(m, power.q);
+    const std::uint64_t r = remainder(m + power.shift, power.q);
     if (r + right < power.q) continue;
     unsigned count = power.opened(r);
     if (r >= left) count -= power.opened(r - left);
@@ -107,7 +129,8 @@ FactorList CommonFactors::common(std::uint64_t a, std::uint64_t m, std::uint64_t
 double CommonFactors::dropped_in_block(std::uint64_t a) const {
   double bits = 0;
   for (const PrimePower& power : powers_) {
-    const std::uint64_t r = remainder(a, power.q), multiples = (r + kMostTerms) / power.q;
+    const std::uint64_t r = remainder(a + power.shift, power.q),
+                        multiples = (r + kMostTerms) / power.q;
     if (multiples == 0) continue;
     const std::uint64_t count = multiples * power.opened(power.q) - power.opened(r);
     bits += static_cast<double>(count) * std::log2(static_cast<double>(power.powers[1]));

@@ -13,6 +13,9 @@
 // divides both R of (a, m] and Q of (m, b], whatever other merges have dropped, for the pairs of
 // different merges are different factors. Dividing both by g leaves the range's P, Q and R smaller
 // by g each, and their ratios as they were.
+//
+// Likewise where R(k) = 2k+1 and Q(k) = C (2k+1): the "(" of one multiple of q is closed by the ")"
+// of the next, and the period ends where q divides 2k+1.
 // Source: the idea, with factorisations from a sieve: Cheng, Hanrot, Thome, Zima, Zimmermann:
 // Time- and space-efficient evaluation of some hypergeometric constants, 2007 [CHTZZ2007].
 #pragma once
@@ -27,9 +30,10 @@
 
 namespace nmp::BinarySplitting {
 
-/// alpha k - beta, 0 < beta < alpha, coprime.
+/// (alpha k - beta)^exponent, 0 <= beta < alpha, coprime.
 struct LinearForm {
   std::uint32_t alpha, beta;
+  unsigned exponent = 1;
 };
 
 /// A product of small primes as odd 64-bit factors; their product is the number.
@@ -61,8 +65,9 @@ class CommonFactors {
   /// One prime power and where it divides the forms.
   struct PrimePower {
     std::uint32_t q;
-    std::uint32_t first[kForms];  ///< in [0, q): the first k >= 0; kNever where p divides alpha
+    std::uint32_t first[kForms];       ///< in [0, q): the first place; kNever where p divides alpha
     std::uint64_t powers[kForms + 1];  ///< 1, p, p^2, p^3
+    std::uint32_t shift = 0;           ///< the place of term k is k + shift modulo q
 
     static constexpr std::uint32_t kNever = 0xFFFFFFFFu;
     /// Factors "(" up to place `r` of the period.
@@ -74,6 +79,8 @@ class CommonFactors {
   };
 
   explicit CommonFactors(std::span<const LinearForm, kForms> forms);
+  /// For R(k) = 2k+1 and Q(k) = C (2k+1).
+  static CommonFactors of_odd_numbers();
 
   bool is_reduced(std::uint64_t a, std::uint64_t b) const { return b - a <= kMostTerms; }
   /// g of the merge of (a, m] and (m, b].
@@ -86,12 +93,15 @@ class CommonFactors {
   static std::uint64_t aligned_cut(std::uint64_t a, std::uint64_t m, std::uint64_t b);
 
  private:
+  CommonFactors() = default;
+  /// Sorts the powers and sums up what they drop.
+  void prepare();
   /// Bits that pair within the block of kMostTerms terms after term a.
   double dropped_in_block(std::uint64_t a) const;
 
   static constexpr std::size_t kFirstBlocks = 16;
 
-  std::uint64_t slope_ = 0;  ///< the largest alpha
+  std::uint64_t slope_ = 1;  ///< the largest alpha
   std::vector<PrimePower> powers_;
   /// Bits dropped in the first blocks together; there the small k open less than they do later.
   std::array<double, kFirstBlocks + 1> first_bits_{};

@@ -1,5 +1,8 @@
 #include "series/leaf.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "arith/hash61.h"
 #include "arith/wide.h"
 
@@ -24,7 +27,7 @@ class Factors {
   const std::uint64_t* end() const { return limbs_.data() + count_; }
 
  private:
-  std::array<std::uint64_t, 4> limbs_;
+  std::array<std::uint64_t, FormProduct::kMostFactors + 1> limbs_;
   std::size_t count_ = 0;
 };
 
@@ -42,17 +45,17 @@ void multiply(Number& x, std::uint64_t factor) {
   push(x, carry);
 }
 
-/// x = |x +- y factor|. The result is known to be positive.
+/// x = |x +- y factor 2^(64 at)|. The result is known to be positive.
 template <bool kAdd>
-void accumulate(Number& x, const Number& y, std::uint64_t factor) {
-  while (x.length < y.length + 1) x.limbs[x.length++] = 0;
+void accumulate(Number& x, const Number& y, std::uint64_t factor, std::size_t at = 0) {
+  while (x.length < at + y.length + 1) x.limbs[x.length++] = 0;
   std::uint64_t carry = 0;
-  for (std::size_t i = 0; i < x.length && (i < y.length || carry != 0); ++i) {
+  for (std::size_t i = 0; at + i < x.length && (i < y.length || carry != 0); ++i) {
     const wide::Pair t = wide::multiply(i < y.length ? y.limbs[i] : 0, factor);
-    const std::uint64_t low = t.low + carry, before = x.limbs[i];
+    const std::uint64_t low = t.low + carry, before = x.limbs[at + i];
     carry = t.high + (low < carry);
-    x.limbs[i] = kAdd ? before + low : before - low;
-    carry += kAdd ? x.limbs[i] < low : before < low;
+    x.limbs[at + i] = kAdd ? before + low : before - low;
+    carry += kAdd ? x.limbs[at + i] < low : before < low;
   }
   if (kAdd) push(x, carry);
   while (x.length > 1 && x.limbs[x.length - 1] == 0) --x.length;
@@ -71,6 +74,48 @@ void divide(Number& x, std::uint64_t d) {
   while (x.length > 1 && x.limbs[x.length - 1] == 0) --x.length;
 }
 
+/// The value of a polynomial at one place.
+struct Value {
+  static constexpr std::size_t kMostLimbs = 6;
+  std::array<std::uint64_t, kMostLimbs> limbs;
+  std::size_t length;
+};
+
+/// P(k) by Horner's rule modulo 2^(64 length): only the end has to be positive.
+void evaluate(const PolynomialTerms& terms, std::uint64_t k, Value& value) {
+  std::fill_n(value.limbs.begin(), value.length, 0);
+  bool begun = false;
+  for (std::size_t i = terms.P.size(); i-- != 0;) {
+    const std::int64_t c = terms.P[i];
+    if (!begun && c == 0) continue;
+    std::uint64_t carry = static_cast<std::uint64_t>(c);
+    const std::uint64_t sign = c < 0 ? ~std::uint64_t{0} : 0;
+    std::uint64_t overflow = 0;
+    for (std::size_t j = 0; j < value.length; ++j) {
+      // limb * k + what came from below + this limb of the coefficient
+      const wide::Pair t = begun ? wide::multiply(value.limbs[j], k) : wide::Pair{0, 0};
+      const std::uint64_t addend = j == 0 ? carry : sign;
+      std::uint64_t sum = t.low + overflow;
+      overflow = t.high + (sum < overflow);
+      sum += addend;
+      overflow += sum < addend;
+      value.limbs[j] = sum;
+    }
+    begun = true;
+  }
+}
+
+void append(Factors& factors, const FormProduct& product, std::uint64_t k) {
+  if (product.constant != 1) factors.append(product.constant);
+  for (const LinearForm& form : product.forms())
+    for (unsigned i = 0; i < form.exponent; ++i) factors.append(form.alpha * k - form.beta);
+}
+
+void set_unit(Number& x, std::uint64_t value) {
+  x.length = 1;
+  x.limbs[0] = value;
+}
+
 /// What term k drops from the terms before it: divisors of its three k.
 struct Drop {
   std::array<std::uint64_t, 3> of_k{1, 1, 1};
@@ -82,7 +127,7 @@ void find_drops(const CommonFactors& factors, std::uint64_t a, std::uint64_t b, 
   const std::uint64_t n = b - a;
   for (const CommonFactors::PrimePower& power : factors.prime_powers(n)) {
     // A multiple of q closes what has opened since the last one, or since term a.
-    const std::uint64_t place = a % power.q;
+    const std::uint64_t place = (a + power.shift) % power.q;
     unsigned count = power.opened(power.q) - power.opened(place);
     for (std::uint64_t at = power.q - place; at <= n; at += power.q) {
       for (unsigned i = 0; i < count; ++i) drops[at - 1].of_k[i] *= power.powers[1];
@@ -98,11 +143,9 @@ void cubic_leaf(const CubicTerms& terms, const CommonFactors& factors, std::uint
   Drops drops;
   find_drops(factors, a, b, drops);
   leaf.dropped = 1;
-  for (Number* x : {&leaf.P, &leaf.Q, &leaf.R}) {
-    x->length = 1;
-    x->limbs[0] = 1;
-  }
-  leaf.P.limbs[0] = 0;
+  set_unit(leaf.P, 0);
+  set_unit(leaf.Q, 1);
+  set_unit(leaf.R, 1);
   for (std::uint64_t k = a + 1; k <= b; ++k) {
     Factors q, r, dropped;
     q.append(terms.C);
@@ -129,6 +172,42 @@ void cubic_leaf(const CubicTerms& terms, const CommonFactors& factors, std::uint
   }
   leaf.P_positive = !terms.alternating;
   leaf.R_positive = !terms.alternating || (b - a) % 2 == 0;
+}
+
+std::size_t polynomial_limbs(const PolynomialTerms& terms, std::uint64_t k) {
+  double value = 0;
+  for (std::size_t i = terms.P.size(); i-- != 0;)
+    value = value * static_cast<double>(k) + static_cast<double>(terms.P[i]);
+  return static_cast<std::size_t>(std::log2(value) + 2) / 64 + 1;
+}
+
+void polynomial_leaf(const PolynomialTerms& terms, std::uint64_t a, std::uint64_t b, Leaf& leaf) {
+  leaf.dropped = 1;
+  set_unit(leaf.P, 0);
+  set_unit(leaf.Q, 1);
+  set_unit(leaf.R, 1);
+  Value p;
+  p.length = polynomial_limbs(terms, b);
+  for (std::uint64_t k = a + 1; k <= b; ++k) {
+    Factors q, r;
+    append(q, terms.Q, k);
+    append(r, terms.R, k);
+    for (const std::uint64_t factor : q) {
+      multiply(leaf.Q, factor);
+      if (k != a + 1) multiply(leaf.P, factor);
+    }
+    evaluate(terms, k, p);
+    // Magnitudes relative to the sign of the first term, which is that of the sum.
+    for (std::size_t i = 0; i < p.length; ++i) {
+      if (terms.R.negative && (k - a) % 2 == 0)
+        accumulate<false>(leaf.P, leaf.R, p.limbs[i], i);
+      else
+        accumulate<true>(leaf.P, leaf.R, p.limbs[i], i);
+    }
+    for (const std::uint64_t factor : r) multiply(leaf.R, factor);
+  }
+  leaf.P_positive = true;
+  leaf.R_positive = !terms.R.negative || (b - a) % 2 == 0;
 }
 
 }  // namespace nmp::BinarySplitting

@@ -2,6 +2,8 @@
 // at every length from one digit on, and in exactly the memory that it asks for.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <ranges>
 #include <string>
 
 #include "compute/precision.h"
@@ -10,22 +12,15 @@
 #include "digits/float_writer.h"
 #include "support/arithmetic.h"
 #include "support/digits.h"
+#include "support/faults.h"
 #include "support/known_digits.h"
+#include "support/no_progress.h"
 
 namespace numforge {
 namespace {
 
+using namespace std::literals;
 using nmp::test::FencedScratch;
-
-class NoProgress : public nmp::Progress {
- public:
-  void stage(std::string_view) override {}
-  void note(std::string_view) override {}
-  void step(std::string_view) override {}
-  void trail(char, std::string_view) override {}
-  void untrail(std::size_t) override {}
-  void advance(double) override {}
-};
 
 struct Digits {
   std::string first, text;
@@ -57,7 +52,8 @@ class Constants : public ::testing::Test {
     return {writer.first_digits(), sink.text, record.hash()};
   }
   static auto algorithms(const char* constant) {
-    return algorithm_menu(constant_by_key(constant)).algorithms;
+    return algorithm_menu(constant_by_key(constant)).algorithms |
+           std::views::filter([](const AlgorithmEntry& entry) { return entry.key != "huvent"sv; });
   }
   void expect_known_digits(std::uint64_t digits) {
     for (const test::KnownDigits& known : test::kKnownDigits) {
@@ -77,7 +73,7 @@ class Constants : public ::testing::Test {
   }
 
   nmp::test::Arithmetic arithmetic_;
-  NoProgress progress_;
+  nmp::test::NoProgress progress_;
 };
 
 TEST_F(Constants, TenThousandDigits) { expect_known_digits(10000); }
@@ -86,8 +82,9 @@ TEST_F(Constants, LongMillionDigits) { expect_known_digits(1000000); }
 // A wrong guard word shows at lengths nobody thought of; so does a small job that rounds its sizes
 // down to nothing.
 TEST_F(Constants, EveryLengthIsAPrefix) {
-  for (const char* constant : {"sqrt", "goldenratio", "e", "pi"}) {
-    const std::uint64_t argument = constant[0] == 's' ? 2 : 0;
+  for (const char* constant :
+       {"sqrt", "goldenratio", "e", "pi", "log", "lemniscate", "zeta3", "catalan", "gamma"}) {
+    const std::uint64_t argument = takes_number(constant_by_key(constant)) ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;
       for (const AlgorithmEntry& algorithm : algorithms(constant)) {
@@ -98,6 +95,29 @@ TEST_F(Constants, EveryLengthIsAPrefix) {
               << constant << " by " << algorithm.key << ", " << digits << " digits";
       }
     }
+  }
+}
+
+// The n of Brent and McMillan's method decides whether the last digits are right.
+TEST_F(Constants, BrentRefusesAnNThatDoesNotSuffice) {
+  for (const AlgorithmEntry& algorithm : algorithms("brent")) {
+    const std::string key = algorithm.key, least = key == "brent-refined" ? "10" : "11";
+    const std::string expected = compute("gamma", 0, key, 10, 2500).text;
+    const auto digits = [&](unsigned k) {
+      return compute("brent", std::uint64_t{1} << k, key, 10, 2500).text;
+    };
+    const auto refuse = [&](unsigned k, const std::string& why) {
+      nmp::test::expect_fault<nmp::InvalidParametersException>(
+          "EulerGamma_BrentMcMillan_BigFloatR",
+          "n = 2^" + std::to_string(k) + why + " The least k that suffices is " + least + ".",
+          [&] { digits(k); });
+    };
+    const auto k = static_cast<unsigned>(std::stoul(least));
+    for (const unsigned small : {1u, k - 1}) refuse(small, " is too small for this many digits.");
+    // The last n is far larger than the digits need.
+    for (const unsigned enough : {k, k + 1, 17u}) EXPECT_EQ(digits(enough), expected) << enough;
+    for (const unsigned large : {36u, 63u})
+      refuse(large, " takes more than 68,719,476,736 terms, which this program cannot sum.");
   }
 }
 
@@ -113,6 +133,23 @@ TEST_F(Constants, SquareRootsOfMultiplesShiftTheDigits) {
     std::string shifted = one.first + one.text;
     std::swap(shifted[one.first.size() - 1], shifted[one.first.size()]);
     EXPECT_EQ(shifted, ten.first + ten.text) << n << ", " << rng.trace();
+  }
+}
+
+// The two formulas of one n share no series.
+TEST_F(Constants, LogarithmsAgreeWithEachOther) {
+  const auto log = [&](std::uint64_t n, std::uint64_t digits) {
+    const Digits primary = compute("log", n, "machin-primary", 10, digits);
+    const Digits secondary = compute("log", n, "machin-secondary", 10, digits);
+    EXPECT_EQ(primary.first + primary.text, secondary.first + secondary.text) << n;
+    return std::stod(primary.first + primary.text.substr(0, 15));
+  };
+  for (std::uint64_t n = 2; n <= 500; ++n) EXPECT_DOUBLE_EQ(log(n, 100), std::log(n));
+  nmp::test::Rng rng = nmp::test::Rng::from_environment();
+  SCOPED_TRACE(rng.trace());
+  for (std::size_t rep = 0; rep < nmp::test::reps(30); ++rep) {
+    const std::uint64_t n = 2 + rng.below(4294967294);
+    EXPECT_DOUBLE_EQ(log(n, 15 + rng.size(3000)), std::log(n));
   }
 }
 

@@ -183,6 +183,10 @@ TEST(Job, EndsCleanlyWhenInterrupted) {
     }
     EXPECT_EQ(run.exit_code, 1) << stage;
     EXPECT_THAT(run.output, HasSubstr("Interrupted by the user.")) << stage;
+    for (const std::string& name : names_in(folder.path()))
+      EXPECT_THAT(run.output, HasSubstr("    " + folder / name + "\n"));
+    EXPECT_EQ(names_in(folder.path()).empty(),
+              run.output.find("No digits were left behind.") != std::string::npos);
     for (const std::string& name : names_in(folder.path())) {
       EXPECT_THAT(name, Not(HasSubstr("incomplete"))) << stage;
       const bool hex = name.find("Hex") != std::string::npos;

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <set>
 #include <thread>
 
 #include "platform/console.h"
@@ -159,6 +160,27 @@ TEST(Nodes, AreListedAsTheKernelDoes) {
   for (const char* text : {"", "\n", "-1", "x", "3-1"}) EXPECT_EQ(parse_node_list(text), Nodes{});
   EXPECT_EQ(parse_node_list("1,,2,x"), Nodes{1});
   EXPECT_LE(parse_node_list("0-18446744073709551615").size(), 65536u);
+}
+
+TEST(PinnedThread, StaysWhereItIsPutAndGoesBack) {
+  const unsigned processors = logical_processors();
+  for (unsigned index = 0; index < 2 * processors + 1; ++index) {
+    const PinnedThread pin(index);
+    if (!pin.is_pinned()) GTEST_SKIP() << "not on this system";
+    EXPECT_EQ(logical_processors(), 1u);
+    const int here = ::sched_getcpu();
+    if (processors > 1) {
+      const PinnedThread same(7);  // of the only one that is left
+      EXPECT_EQ(::sched_getcpu(), here);
+    }
+  }
+  EXPECT_EQ(logical_processors(), processors);
+  std::set<int> used;
+  for (unsigned index = 0; index < processors; ++index) {
+    const PinnedThread pin(index);
+    used.insert(::sched_getcpu());
+  }
+  EXPECT_EQ(used.size(), processors);
 }
 
 TEST(ControlGroup, TheSmallestLimitOnTheWayToTheRootCounts) {

@@ -62,10 +62,10 @@ class CubicSample : public Series {
     return {hash61::multiply(shape.A + shape.B * k, r), q, r};
   }
   const CommonFactors* factors() const override { return drops ? &common_ : nullptr; }
-  bool leaf(std::uint64_t a, std::uint64_t b, Leaf& leaf) const override {
+  std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }
+  void leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const override {
     cubic_leaf(shape, common_, a, b, leaf);
     if (a < broken_term && broken_term <= b) leaf.Q.limbs[0] ^= 4;
-    return true;
   }
 
   CubicTerms shape;

@@ -62,6 +62,42 @@ TEST_F(FactorsTest, CommonFactorsAreThePairsAcrossTheCut) {
   }
 }
 
+TEST_F(FactorsTest, OddNumbersShareTheFactorsOfTheirLeastCommonMultiples) {
+  const CommonFactors factors = CommonFactors::of_odd_numbers();
+  constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
+  const auto has_multiple = [](std::uint64_t q, std::uint64_t a, std::uint64_t b) {
+    std::uint64_t k = a + 1;
+    while (k <= b && (2 * k + 1) % q != 0) ++k;
+    return k <= b;
+  };
+  for (std::size_t rep = 0; rep < test::reps(60); ++rep) {
+    const bool whole = rep % 4 == 0;
+    const std::uint64_t a =
+        rep % 3 == 0 ? rep / 12 * kBlock : rng_.below(std::uint64_t{1} << 30) * kBlock;
+    const std::uint64_t m = a + (whole ? kBlock / 2 : rng_.size(kBlock / 2));
+    const std::uint64_t b = m + (whole ? kBlock / 2 : rng_.size(kBlock / 2));
+    test::Natural expected{1};
+    for (std::uint32_t p = 3; p <= b - a; p += 2) {
+      bool prime = true;
+      for (std::uint32_t d = 3; d * d <= p; d += 2) prime = prime && p % d != 0;
+      for (std::uint64_t q = p; prime && q <= b - a; q *= p)
+        if (has_multiple(q, a, m) && has_multiple(q, m, b))
+          expected = test::multiply(expected, {p});
+    }
+    const FactorList list = factors.common(a, m, b);
+    Word words[2 * FactorList::kMost];
+    ASSERT_EQ(test::natural(words, list.expand(words)), expected) << a << " " << m << " " << b;
+    double bits = 0;  // of all merges of the block
+    for (std::uint64_t n = 2; n <= kBlock; n *= 2)
+      for (std::uint64_t at = a; at < a + kBlock; at += n)
+        for (const std::uint64_t factor : factors.common(at, at + n / 2, at + n).factors())
+          bits += std::log2(static_cast<double>(factor));
+    const double least = factors.least_dropped_bits(a, a + kBlock);
+    ASSERT_LE(least, bits + 1e-3) << a;
+    ASSERT_GT(least, 0.85 * bits) << a;
+  }
+}
+
 TEST_F(FactorsTest, TheBoundStaysCloselyBelowWhatIsDropped) {
   constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
   for (const CubicTerms& terms : {kSixths, kQuarters}) {
