@@ -12,7 +12,8 @@ namespace nmp {
 std::string large_page_words(std::size_t bytes, bool asked, bool granted) {
   if (granted) return byte_size(platform::large_page_size()) + " each";
   const std::string instead = platform::has_transparent_large_pages(bytes) ? "transparent" : "none";
-  return asked ? "not granted (" + instead + " instead)" : instead;
+  if (!asked) return instead;
+  return instead == "none" ? "not granted" : "not granted (" + instead + " instead)";
 }
 
 void lock_grant(const AllocatorSettings& settings, MemoryGrant& grant) {
