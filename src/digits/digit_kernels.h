@@ -26,6 +26,7 @@ struct DigitKernels {
 
 extern const DigitKernels kDigitKernelsGeneric;
 extern const DigitKernels kDigitKernelsAvx2;
+extern const DigitKernels kDigitKernelsAvx512;  ///< a null loop: the one for AVX2
 
 /// Those for the same instructions as a set of arithmetic loops.
 const DigitKernels& digit_kernels(const KernelSet& set);

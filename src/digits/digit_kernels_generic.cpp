@@ -1,3 +1,5 @@
+#include <bit>
+#include <cstdint>
 #include <cstring>
 
 #include "digits/digit_kernels.h"

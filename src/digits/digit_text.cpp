@@ -1,5 +1,8 @@
 #include "digits/digit_text.h"
 
+#include <bit>
+#include <cstring>
+
 namespace nmp {
 namespace {
 

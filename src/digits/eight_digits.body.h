@@ -1,13 +1,20 @@
 // Eight digits in the bytes of a 64-bit word, the first one in the lowest byte. Included inside the
-// unnamed namespace of whoever uses it, so that no kernel file shares it with another.
+// unnamed namespace of whoever uses it, so that no kernel file shares it with another; needs <bit>,
+// <cstdint> and <cstring>.
 
 inline std::uint64_t load8(const std::uint8_t* digits) {
   std::uint64_t x = 0;
-  for (unsigned i = 0; i < 8; ++i) x |= std::uint64_t{digits[i]} << (8 * i);
+  if constexpr (std::endian::native == std::endian::little)
+    std::memcpy(&x, digits, 8);  // not every compiler sees that the loops are this
+  else
+    for (unsigned i = 0; i < 8; ++i) x |= std::uint64_t{digits[i]} << (8 * i);
   return x;
 }
 inline void store8(std::uint8_t* digits, std::uint64_t x) {
-  for (unsigned i = 0; i < 8; ++i) digits[i] = static_cast<std::uint8_t>(x >> (8 * i));
+  if constexpr (std::endian::native == std::endian::little)
+    std::memcpy(digits, &x, 8);
+  else
+    for (unsigned i = 0; i < 8; ++i) digits[i] = static_cast<std::uint8_t>(x >> (8 * i));
 }
 
 /// As one number: neighbours are joined to pairs, pairs to fours, fours to the eight.

@@ -106,11 +106,12 @@ void BasicNcdSetWriter::close() {
 }
 
 std::unique_ptr<BasicNcdSetReader> BasicNcdSetWriter::close_and_get_basic_reader() {
-  if (files_.empty() && complete_.empty())
+  close();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (complete_.empty())
     throw FileException("BasicNcdSetWriter::close_and_get_basic_reader()", base_, 0,
                         "No files open.");
-  close();
-  const std::uint64_t any = complete_.empty() ? 0 : *complete_.begin();
+  const std::uint64_t any = *complete_.begin();
   complete_.clear();
   return std::make_unique<BasicNcdSetReader>(file_path(any));
 }

@@ -43,8 +43,8 @@ class BasicNcdSetWriter final : public DigitSink {
 
   /// Closes all files; incomplete ones keep their incomplete names, which warnings say.
   void close();
-  /// Closes all files and opens what was written. "No files open." where no file was begun, or none
-  /// since the last call.
+  /// Closes all files and opens what was written. "No files open." where no file is complete, or
+  /// none since the last call.
   std::unique_ptr<BasicNcdSetReader> close_and_get_basic_reader();
 
   /// Of one file, the single one included.
