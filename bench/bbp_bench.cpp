@@ -7,6 +7,7 @@
 // the remainder of a 128-bit product for every square and a 128-bit quotient for every word. All of
 // a line is timed in turn, round after round, and the fastest of each counts, so that other work on
 // the machine hits all alike.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>

@@ -116,6 +116,25 @@ TEST_P(Sums, AreExactUpToTheLimitsOfEachMode) {
   }
 }
 
+/// Rounding alone seldom goes wrong: many terms, and exponents whose ones double residue upon
+/// residue.
+TEST_P(Sums, AreExactForManyTermsBelowTheLimits) {
+  for (unsigned formula = 0; formula < kBBPFormulas; ++formula) {
+    for (const BBPMode mode : {BBPMode::A, BBPMode::B}) {
+      if ((GetParam()->modes() & mode_bit(mode)) == 0) continue;
+      const BBPFormula& f = kBBPFormula[formula];
+      const std::uint64_t end = end_of(f, mode), terms = nmp::test::reps(6000);
+      const std::uint64_t ones = (std::uint64_t{1} << 56) - 1;
+      const BBPPlan plan = plan_bbp(formula, (f.step * end + ones) / 4, 8);
+      FractionFloat sum(plan.fraction_words()), expected = sum;
+      const Region region(end - terms, end);
+      BBPv2::add_terms_in_mode(mode, plan, region, *GetParam(), sum);
+      BBPv2::add_terms_in_mode(BBPMode::C, plan, region, *GetParam(), expected);
+      EXPECT_EQ(sum, expected) << kBBPModeInfo[static_cast<unsigned>(mode)].name;
+    }
+  }
+}
+
 TEST_P(Sums, AreExactForAnyRange) {
   Rng rng = Rng::from_environment();
   SCOPED_TRACE(rng.trace());

@@ -39,6 +39,7 @@ inline constexpr std::uint64_t kBias = 0x4338000000000000u;
 /// Batches of one call, so that sums stay within 64 bits: kMostBatches * kMostVectors * 2^48 <
 /// 2^63.
 inline constexpr std::size_t kMostBatches = 1024, kMostVectors = 16;
+static_assert(kMostBatches * kMostVectors <= std::size_t{1} << (63 - kWordBits));
 
 struct TermRun {
   double first;            ///< k of the first lane of the first batch
