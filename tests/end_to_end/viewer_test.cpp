@@ -78,13 +78,14 @@ TEST_F(Viewer, RewritesDigitsInBothDirections) {
   // Blocks 5 and 6 belong to the same set: its parts may lie in several folders.
   EXPECT_EQ(contents(part + "5.ncd"), contents(set + "5.ncd"));
   EXPECT_EQ(contents(part + "6.ncd"), contents(set + "6.ncd"));
+  EXPECT_THAT(choose(set + "0.ncd", {"compress::200:" + set}).output,
+              HasSubstr("These names belong to the files that would be read.\n"));
   const std::string other = folder_ / "other";
   ::mkdir(other.c_str(), 0777);
   ::rename((set + "2.ncd").c_str(), (other + "/pi2.ncd").c_str());
   EXPECT_THAT(choose(set + "0.ncd", {"stats"}).output,
               HasSubstr("The following needed files are missing or inaccessible:\npi2.ncd\n"));
   EXPECT_EQ(choose(set + "0.ncd", {"stats", "path:" + other}).exit_code, 0);
-  EXPECT_EQ(choose(set + "0.ncd", {"compress::200:" + set}).exit_code, 1);
 }
 
 TEST_F(Viewer, HasAMenu) {
