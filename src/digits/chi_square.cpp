@@ -110,18 +110,18 @@ std::vector<std::string> deviation_picture(const DigitCounts& counts) {
   const int used = 8 + static_cast<int>(width) + 12 + 1;  // all of a line but its two bars
   const int half = std::clamp((kColumns - used) / 2, 5, kMostBar);
 
-  std::vector<std::string> lines = {"Deviation from the expected count of " +
-                                    with_commas(counts.total() / radix) +
-                                    ", also in standard deviations (s):"};
+  std::vector<std::string> lines = {"Expected count:  " + with_commas(counts.total() / radix),
+                                    "Deviation from it, also in standard deviations (s):"};
   for (unsigned value = 0; value < radix; ++value) {
     const double away = sigma > 0 ? deviation(counts, value) / sigma : 0;
+    const double shown = std::fabs(away) < 0.005 ? 0 : away;  // no "-0.00"
     const auto bar = static_cast<std::size_t>(std::lround(std::fabs(away) / full * half));
     const std::string blank(static_cast<std::size_t>(half), ' '), marks(bar, '#');
     const std::string picture =
         away < 0 ? right_aligned(marks, static_cast<std::size_t>(half)) + "|" : blank + "|" + marks;
     lines.push_back(std::string("    ") + "0123456789abcdef"[value] + " : " +
                     right_aligned(with_sign(deviation(counts, value)), width) +
-                    right_aligned(formatted(std::fabs(away) < 9999 ? "%+.2f" : "%+.1e", away), 9) +
+                    right_aligned(formatted(std::fabs(away) < 9999 ? "%+.2f" : "%+.1e", shown), 9) +
                     " s " + picture);
   }
   const double probability = chi_square_probability(counts);

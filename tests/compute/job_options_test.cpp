@@ -104,8 +104,8 @@ TEST(JobOptions, AreRefusedInPlainWords) {
       {{"pi", "-dec:0"}, few},
       {{"pi", "-hex:-1T"}, few},
       {{"pi", "-mode:swap"}, "Swap Mode cannot run in this version yet."},
-      {{"gamma"}, "\"gamma\" is not built"},
-      {{"pi", "-dec:2M", "-C:1M"}, "Compressed digit files"},
+      {{"custom"}, "\"custom\" is not built"},
+      {{"pi", "-dec:2M", "-C:99"}, "Invalid Digits per File"},
       {{"pi", "-o:" + (folder / "file")}, "Path is not writable."},
       {{"pi", "-o:" + (folder / "file/below")}, "Path is not writable."}};
   for (const auto& [words, text] : cases) EXPECT_THAT(refusal(words), testing::HasSubstr(text));

@@ -17,6 +17,7 @@
 #include "support/digits.h"
 #include "support/faults.h"
 #include "support/temp_folder.h"
+#include "support/threads.h"
 
 namespace nmp {
 namespace {
@@ -46,6 +47,7 @@ class Ncd : public test::RandomTest {
   }
 
   test::TempFolder folder_;
+  test::Threads threads_{3};
 };
 
 TEST_F(Ncd, IsWrittenAsTheFormatSaysWhateverTheOrderAndTheThreadsOfTheRuns) {
@@ -83,7 +85,7 @@ TEST_F(Ncd, IsWrittenAsTheFormatSaysWhateverTheOrderAndTheThreadsOfTheRuns) {
           << n << " digits, " << blocksize << " per file, file " << id;
     HashedDigits record(radix);
     record.append(digits.data(), n);
-    read_check(*writer.close_and_get_basic_reader(), record, nullptr);
+    read_check(threads_, *writer.close_and_get_basic_reader(), record, nullptr);
     for (std::size_t id = 0; id < files; ++id) std::filesystem::remove(path(id));
   }
 }

@@ -14,6 +14,7 @@
 #include "support/digits.h"
 #include "support/faults.h"
 #include "support/temp_folder.h"
+#include "support/threads.h"
 
 namespace nmp {
 namespace {
@@ -44,6 +45,7 @@ class TextFile : public ::testing::Test {
 
   test::TempFolder folder_;
   const std::string path_ = folder_ / "Pi - Dec - Test.txt";
+  test::Threads threads_{3};
   test::Rng rng_ = test::Rng::from_environment();
   ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
@@ -132,6 +134,18 @@ TEST_F(TextFile, IsReadByPosition) {
                     [&] { BasicTextReader(path_, 10).load_stats(all, 0, 5); });
 }
 
+TEST_F(TextFile, MayEndInLineBreaksOrHaveNoSize) {
+  for (const std::size_t breaks : {1u, 4095u, 4096u, 10000u}) {
+    test::put_file(path_, "3.14" + std::string(breaks, '\n') + "\r");
+    EXPECT_EQ(BasicTextReader(path_, 10).total_digits(), 2u);
+  }
+  test::put_file(path_, ".\r\n");
+  EXPECT_EQ(BasicTextReader(path_, 10).total_digits(), 0u);
+  if (test::contents("/proc/version").substr(0, 63).find('.') != std::string::npos) {
+    EXPECT_EQ(BasicTextReader("/proc/version", 10).total_digits(), 0u);
+  }
+}
+
 TEST_F(TextFile, HasARadixAndAPointAmongTheFirst63Bytes) {
   test::put_file(path_, std::string(62, '1') + ".5");
   EXPECT_EQ(BasicTextReader(path_, 10).total_digits(), 1u);
@@ -159,11 +173,11 @@ TEST_F(TextFile, IsProvedByReadingItBack) {
     test::put_file(path_, spoilt);
     return test::on_console("", [&] {
       expect_fault<AlgorithmFailedException>("read_check()", message,
-                                             [&] { read_check(path_, record, nullptr); });
+                                             [&] { read_check(threads_, path_, record, nullptr); });
     });
   };
   test::put_file(path_, text);
-  read_check(path_, record, nullptr);
+  read_check(threads_, path_, record, nullptr);
 
   std::string changed = text, swapped = text;
   changed[102] = '5';

@@ -75,6 +75,33 @@ TEST(Job, WritesProvesAndReportsItsDigits) {
   EXPECT_THAT(run.output, HasSubstr("\nSumming: "));
 }
 
+TEST(Job, CompressesItsDigits) {
+  const std::string stem = "Pi - Dec - Chudnovsky";
+  const test::KnownDigits& pi = known("pi", 1000000, 10);
+  for (const std::string per_file : {"1000000", "-1"}) {
+    const TempFolder folder;
+    const ChildResult run = custom("pi", {"-dec:1300k", "-C:" + per_file, "-o:" + folder.path()});
+    ASSERT_EQ(run.exit_code, 0) << run.output;
+    const bool one = per_file == "-1";
+    EXPECT_EQ(names_in(folder.path()).size(), one ? 3u : 5u);
+    EXPECT_THAT(run.output, HasSubstr(one ? "Compress digits into one .ncd file.\n"
+                                          : "Compress with 1,000,000 digits per file.\n"));
+    EXPECT_THAT(run.output, HasSubstr(one ? "1  (1,300,000 digits per file)\n"
+                                          : "2  (1,000,000 digits per file)\n"));
+    EXPECT_THAT(run.output, HasSubstr("Verifying Decimal Output"));
+    EXPECT_THAT(run.output, HasSubstr("verified\n"));
+    const ChildResult stats = nmp::test::run_program(
+        {NF_PROGRAM, "digitviewer", folder / (stem + "0.ncd"), "stats:1-1000000"});
+    EXPECT_EQ(stats.exit_code, 0);
+    EXPECT_THAT(stats.output, HasSubstr("  " + std::to_string(pi.hash) + "\n"));
+  }
+  const TempFolder folder;
+  const ChildResult few = custom("pi", {"-dec:1m", "-C:1000000", "-o:" + folder.path()});
+  EXPECT_THAT(few.output,  // for the hexadecimal digits
+              HasSubstr("Warning: Digits per file below minimum: Disabling compression.\n"));
+  EXPECT_TRUE(names_in(folder.path()).contains(stem + ".txt"));
+}
+
 TEST(Job, GivesTheSameFilesInEveryFramework) {
   std::string expected;
   for (const std::string framework :

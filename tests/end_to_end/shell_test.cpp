@@ -50,7 +50,7 @@ TEST(Shell, RunsOneMenuChoice) {
       {"2\n", "The I/O Performance Analysis is not part of this version yet."},
       {"3\n0\n", "Custom Compute a Constant\n"},
       {"4\n", "numforge BBP Pi Digit Extractor v"},
-      {"5\n", "The Digit Viewer is not part of this version yet."},
+      {"5\n", "Enter the path of the file (include .txt or .ncd extensions):"},
       {"6\n", "The Advanced Options are not part of this version yet."},
       {"7\n", "numforge computes mathematical constants"},
   };
@@ -65,7 +65,7 @@ TEST(Shell, ExplainsItself) {
   for (const char* word : {"--help", "-h", "help"}) {
     const ChildResult outcome = numforge({word});
     EXPECT_EQ(outcome.exit_code, 0);
-    for (const char* text : {"skip-warnings", "digitviewer", "-minIO:BYTES", "-swap:CONFIG"})
+    for (const char* text : {"skip-warnings", "digitviewer FILE", "stats:A-B", "-minIO:BYTES", "-swap:CONFIG"})
       EXPECT_THAT(outcome.output, HasSubstr(text));
   }
   EXPECT_THAT(numforge({"--version"}).output, testing::EndsWith("(Legacy x86, 00-x86)\n"));

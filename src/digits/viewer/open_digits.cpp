@@ -61,7 +61,8 @@ OpenDigits open_digits(const std::string& path, unsigned radix,
   if (platform::file_exists(path) && !platform::is_regular_file(path))
     throw FileIO::FileException(kMenu, path, 0, "This is not a regular file.");
 
-  OpenDigits open{path};
+  OpenDigits open;
+  open.path = path;
   if (extension == ".ncd") {
     auto set = std::make_unique<BasicNcdSetReader>(path, folders);
     open.set = set.get();
