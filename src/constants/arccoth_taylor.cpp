@@ -23,6 +23,7 @@ namespace {
 namespace words = nmp::words;
 using nmp::Word;
 using nmp::BinarySplitting::CommonFactors;
+using nmp::BinarySplitting::FormProduct;
 using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::log2_product;
 using nmp::BinarySplitting::RangeBits;
@@ -146,8 +147,9 @@ class SeriesArcCoth : public Series {
     return nmp::BinarySplitting::linear_gain(2 * log2_x_, a);
   }
   const CommonFactors* factors() const override {
-    static const CommonFactors odd = CommonFactors::of_odd_numbers();
-    return &odd;
+    static const FormProduct odd_number{1, {{{2, -1}}}};
+    static const CommonFactors common(odd_number, odd_number);
+    return &common;
   }
   std::uint64_t leaf_terms(bool) const override { return kLeafTerms; }
   void leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const override;

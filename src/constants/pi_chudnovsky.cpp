@@ -15,9 +15,9 @@ namespace {
 
 using nmp::BasicInt;
 using nmp::BinarySplitting::CommonFactors;
-using nmp::BinarySplitting::CubicTerms;
 using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::log2_product;
+using nmp::BinarySplitting::PolynomialTerms;
 using nmp::BinarySplitting::RangeBits;
 using nmp::BinarySplitting::Residues;
 using nmp::BinarySplitting::Series;
@@ -65,7 +65,8 @@ void Pi_Chudnovsky_BSR_End_PR2(BasicInt& P, BasicInt& R, std::uint64_t k) {
   R.set_BasicInt(next);
 }
 
-constexpr CubicTerms kTerms = {{{{6, 5}, {2, 1}, {6, 1}}}, kC, kA, kB, true};
+constexpr PolynomialTerms kTerms = {
+    {kC, {{{1, 0, 3}}}}, {1, {{{6, 5}, {2, 1}, {6, 1}}}, true}, {kA, kB}, true};
 
 class SeriesPiChudnovsky : public Series {
  public:
@@ -101,7 +102,7 @@ class SeriesPiChudnovsky : public Series {
   const CommonFactors* factors() const override { return &factors_; }
   std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }
   void leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const override {
-    cubic_leaf(kTerms, factors_, a, b, leaf);
+    polynomial_leaf(kTerms, &factors_, a, b, leaf);
   }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;
@@ -111,7 +112,7 @@ class SeriesPiChudnovsky : public Series {
   }
 
  private:
-  CommonFactors factors_{kTerms.forms};
+  CommonFactors factors_{kTerms.Q, kTerms.R};
 };
 
 }  // namespace

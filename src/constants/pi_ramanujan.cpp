@@ -14,9 +14,9 @@ namespace {
 
 using nmp::BasicInt;
 using nmp::BinarySplitting::CommonFactors;
-using nmp::BinarySplitting::CubicTerms;
 using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::log2_product;
+using nmp::BinarySplitting::PolynomialTerms;
 using nmp::BinarySplitting::RangeBits;
 using nmp::BinarySplitting::Residues;
 using nmp::BinarySplitting::Series;
@@ -65,7 +65,8 @@ void Pi_Ramanujan_BSR_End_P2(BasicInt& P, std::uint64_t k) {
   P.mul_u64(4 * k - 1);
 }
 
-constexpr CubicTerms kTerms = {{{{4, 3}, {2, 1}, {4, 1}}}, kC, kA, kB, false};
+constexpr PolynomialTerms kTerms = {
+    {kC, {{{1, 0, 3}}}}, {1, {{{4, 3}, {2, 1}, {4, 1}}}, false}, {kA, kB}, true};
 
 class SeriesPiRamanujan : public Series {
  public:
@@ -100,7 +101,7 @@ class SeriesPiRamanujan : public Series {
   const CommonFactors* factors() const override { return &factors_; }
   std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }
   void leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const override {
-    cubic_leaf(kTerms, factors_, a, b, leaf);
+    polynomial_leaf(kTerms, &factors_, a, b, leaf);
   }
   Residues residues(std::uint64_t k) const override {
     using namespace nmp::hash61;
@@ -110,7 +111,7 @@ class SeriesPiRamanujan : public Series {
   }
 
  private:
-  CommonFactors factors_{kTerms.forms};
+  CommonFactors factors_{kTerms.Q, kTerms.R};
 };
 
 }  // namespace

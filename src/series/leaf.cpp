@@ -108,7 +108,7 @@ void evaluate(const PolynomialTerms& terms, std::uint64_t k, Value& value) {
 void append(Factors& factors, const FormProduct& product, std::uint64_t k) {
   if (product.constant != 1) factors.append(product.constant);
   for (const LinearForm& form : product.forms())
-    for (unsigned i = 0; i < form.exponent; ++i) factors.append(form.alpha * k - form.beta);
+    for (unsigned i = 0; i < form.exponent; ++i) factors.append(form.at(k));
 }
 
 void set_unit(Number& x, std::uint64_t value) {
@@ -116,63 +116,34 @@ void set_unit(Number& x, std::uint64_t value) {
   x.limbs[0] = value;
 }
 
-/// What term k drops from the terms before it: divisors of its three k.
-struct Drop {
-  std::array<std::uint64_t, 3> of_k{1, 1, 1};
-};
-
+/// What term k drops from the terms before it: divisors of its Q's factors.
+using Drop = std::array<std::uint64_t, FormProduct::kMostFactors>;
 using Drops = std::array<Drop, Leaf::kMostTerms>;
 
 void find_drops(const CommonFactors& factors, std::uint64_t a, std::uint64_t b, Drops& drops) {
-  const std::uint64_t n = b - a;
-  for (const CommonFactors::PrimePower& power : factors.prime_powers(n)) {
-    // A multiple of q closes what has opened since the last one, or since term a.
-    const std::uint64_t place = (a + power.shift) % power.q;
-    unsigned count = power.opened(power.q) - power.opened(place);
-    for (std::uint64_t at = power.q - place; at <= n; at += power.q) {
-      for (unsigned i = 0; i < count; ++i) drops[at - 1].of_k[i] *= power.powers[1];
-      count = power.opened(power.q);
+  for (std::uint64_t k = a; k < b; ++k) drops[k - a].fill(1);
+  factors.for_each_pair(
+      a, b, [&](std::uint64_t k, std::uint32_t p, std::uint32_t factor, unsigned count) {
+        for (unsigned i = 0; i < count; ++i) drops[k - a - 1][factor + i] *= p;
+      });
+}
+
+/// The factors of Q(k) less what is dropped, and that.
+void append_reduced(Factors& factors, Factors& dropped, const FormProduct& product,
+                    const Drop& drop, std::uint64_t k) {
+  if (product.constant != 1) factors.append(product.constant);
+  std::size_t place = 0;
+  for (const LinearForm& form : product.forms()) {
+    const std::uint64_t x = form.at(k);
+    for (unsigned i = 0; i < form.exponent; ++i, ++place) {
+      const std::uint64_t d = drop[place];
+      factors.append(d == 1 ? x : x / d);
+      if (d != 1) dropped.append(d);
     }
   }
 }
 
 }  // namespace
-
-void cubic_leaf(const CubicTerms& terms, const CommonFactors& factors, std::uint64_t a,
-                std::uint64_t b, Leaf& leaf) {
-  Drops drops;
-  find_drops(factors, a, b, drops);
-  leaf.dropped = 1;
-  set_unit(leaf.P, 0);
-  set_unit(leaf.Q, 1);
-  set_unit(leaf.R, 1);
-  for (std::uint64_t k = a + 1; k <= b; ++k) {
-    Factors q, r, dropped;
-    q.append(terms.C);
-    for (const std::uint64_t d : drops[k - a - 1].of_k) {
-      q.append(d == 1 ? k : k / d);
-      if (d != 1) dropped.append(d);
-    }
-    for (const LinearForm& form : terms.forms) r.append(form.alpha * k - form.beta);
-    for (const std::uint64_t factor : dropped) {
-      divide(leaf.R, factor);
-      leaf.dropped = hash61::multiply(leaf.dropped, hash61::fold(factor));
-    }
-    for (const std::uint64_t factor : q) {
-      multiply(leaf.Q, factor);
-      if (k != a + 1) multiply(leaf.P, factor);
-    }
-    for (const std::uint64_t factor : r) multiply(leaf.R, factor);
-    const std::uint64_t linear = terms.A + terms.B * k;
-    // Magnitudes relative to the sign of the first term, which is that of the sum.
-    if (terms.alternating && (k - a) % 2 == 0)
-      accumulate<false>(leaf.P, leaf.R, linear);
-    else
-      accumulate<true>(leaf.P, leaf.R, linear);
-  }
-  leaf.P_positive = !terms.alternating;
-  leaf.R_positive = !terms.alternating || (b - a) % 2 == 0;
-}
 
 std::size_t polynomial_limbs(const PolynomialTerms& terms, std::uint64_t k) {
   double value = 0;
@@ -181,7 +152,10 @@ std::size_t polynomial_limbs(const PolynomialTerms& terms, std::uint64_t k) {
   return static_cast<std::size_t>(std::log2(value) + 2) / 64 + 1;
 }
 
-void polynomial_leaf(const PolynomialTerms& terms, std::uint64_t a, std::uint64_t b, Leaf& leaf) {
+void polynomial_leaf(const PolynomialTerms& terms, const CommonFactors* factors, std::uint64_t a,
+                     std::uint64_t b, Leaf& leaf) {
+  Drops drops;
+  if (factors) find_drops(*factors, a, b, drops);
   leaf.dropped = 1;
   set_unit(leaf.P, 0);
   set_unit(leaf.Q, 1);
@@ -189,13 +163,24 @@ void polynomial_leaf(const PolynomialTerms& terms, std::uint64_t a, std::uint64_
   Value p;
   p.length = polynomial_limbs(terms, b);
   for (std::uint64_t k = a + 1; k <= b; ++k) {
-    Factors q, r;
-    append(q, terms.Q, k);
+    Factors q, r, dropped;
+    if (factors)
+      append_reduced(q, dropped, terms.Q, drops[k - a - 1], k);
+    else
+      append(q, terms.Q, k);
     append(r, terms.R, k);
+    for (const std::uint64_t factor : dropped) {
+      divide(leaf.R, factor);
+      leaf.dropped = hash61::multiply(leaf.dropped, hash61::fold(factor));
+    }
     for (const std::uint64_t factor : q) {
       multiply(leaf.Q, factor);
       if (k != a + 1) multiply(leaf.P, factor);
     }
+    const auto multiply_R = [&] {
+      for (const std::uint64_t factor : r) multiply(leaf.R, factor);
+    };
+    if (terms.P_has_R) multiply_R();
     evaluate(terms, k, p);
     // Magnitudes relative to the sign of the first term, which is that of the sum.
     for (std::size_t i = 0; i < p.length; ++i) {
@@ -204,9 +189,9 @@ void polynomial_leaf(const PolynomialTerms& terms, std::uint64_t a, std::uint64_
       else
         accumulate<true>(leaf.P, leaf.R, p.limbs[i], i);
     }
-    for (const std::uint64_t factor : r) multiply(leaf.R, factor);
+    if (!terms.P_has_R) multiply_R();
   }
-  leaf.P_positive = true;
+  leaf.P_positive = !(terms.P_has_R && terms.R.negative);
   leaf.R_positive = !terms.R.negative || (b - a) % 2 == 0;
 }
 

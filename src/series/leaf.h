@@ -10,35 +10,13 @@
 
 namespace nmp::BinarySplitting {
 
-/// R(k) = +-(the product of the forms), Q(k) = C k^3, P(k) = (A + B k) R(k). The terms of the
-/// series shrink so fast that the first of a range outweighs the others.
-struct CubicTerms {
-  std::array<LinearForm, CommonFactors::kForms> forms;
-  std::uint64_t C, A, B;
-  bool alternating;  ///< R(k) is negative
-};
-
-/// +-(constant times a product of powers of linear forms), of at most kMostFactors forms with their
-/// multiplicities.
-struct FormProduct {
-  static constexpr std::size_t kMostForms = 4, kMostFactors = 8;
-  std::uint64_t constant = 1;
-  std::array<LinearForm, kMostForms> all_forms{};  ///< those not used have alpha = 0
-  bool negative = false;
-
-  std::span<const LinearForm> forms() const {
-    std::size_t count = 0;
-    while (count < kMostForms && all_forms[count].alpha != 0) ++count;
-    return {all_forms.data(), count};
-  }
-};
-
-/// Terms whose Q and R are products of linear forms and whose P is a polynomial with P(k) > 0 for
-/// k >= 1. The terms of the series at least halve from one to the next.
+/// Terms whose Q and R are products of linear forms and whose P is a polynomial, or R times a
+/// polynomial, positive for k >= 1. The terms of the series at least halve from one to the next.
 struct PolynomialTerms {
   static constexpr std::size_t kMostDegree = 6;
   FormProduct Q, R;
-  std::array<std::int64_t, kMostDegree + 1> P{};  ///< from the constant term up
+  std::array<std::int64_t, kMostDegree + 1> P{};  ///< the polynomial, from the constant term up
+  bool P_has_R = false;
 };
 
 /// The products of a short range, common factors dropped.
@@ -59,12 +37,10 @@ struct Leaf {
   std::uint64_t dropped;
 };
 
-/// The terms a+1..b, b - a <= Leaf::kMostTerms.
-void cubic_leaf(const CubicTerms& terms, const CommonFactors& factors, std::uint64_t a,
-                std::uint64_t b, Leaf& leaf);
-
-/// The same for the other shape, where Q has at most Leaf::kMostLimbs limbs.
-void polynomial_leaf(const PolynomialTerms& terms, std::uint64_t a, std::uint64_t b, Leaf& leaf);
+/// The terms a+1..b, b - a <= Leaf::kMostTerms, where Q has at most Leaf::kMostLimbs limbs. Drops
+/// the pairs within, unless `factors` is null.
+void polynomial_leaf(const PolynomialTerms& terms, const CommonFactors* factors, std::uint64_t a,
+                     std::uint64_t b, Leaf& leaf);
 
 /// The least number of limbs that hold P(k) with a bit to spare.
 std::size_t polynomial_limbs(const PolynomialTerms& terms, std::uint64_t k);

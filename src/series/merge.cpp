@@ -81,8 +81,20 @@ bool can_be_summed(const Range& left, const Range& right, std::size_t kept) {
          (first.positive() == second.positive() || apart >= 2 || apart <= -2);
 }
 
-/// left.P and left.Q in the summed way.
-void merge_summed(Spectra& spectra, Range& left, const Range& right, AlignedBufferC scratch) {
+/// True where two more transforms of the summed shape cost less than R0*R1 by itself, three of its
+/// own length.
+bool sum_takes_R(const Range& left, const Range& right, const Kept& kept) {
+  const Planned R{left.R, right.R}, first{left.P, right.Q};
+  if (right.R.is_zero() || R.words() > std::min<std::size_t>(kept.R, left.R.buffer_size))
+    return false;
+  // Shorter than what the plan holds in any case, in both factors.
+  return R.words() <= first.words() && right.R.L <= right.Q.L && left.R.L <= left.P.L &&
+         3 * R.words() > 2 * first.words();
+}
+
+/// left.P and left.Q in the summed way, and left.R where `takes_R`.
+void merge_summed(Spectra& spectra, Range& left, const Range& right, bool takes_R,
+                  AlignedBufferC scratch) {
   const auto transformed = [&](const ExactFloat& x) {
     Spectrum s = spectra.carve(scratch);
     spectra.forward(s, x.T, x.L);
@@ -99,6 +111,14 @@ void merge_summed(Spectra& spectra, Range& left, const Range& right, AlignedBuff
   spectra.multiply(p0, sum);
   take(left.P, spectra, p0, std::max(first.words(), second.words()) + 1, first.exp(),
        (first_leads ? first : second).positive(), hash61::add(first.hash(), second.hash()));
+
+  if (takes_R) {
+    const Planned R{left.R, right.R};
+    spectra.forward(p1, right.R.T, right.R.L);
+    const Spectra::Term product[] = {{&r0, &p1}};
+    spectra.multiply(p1, product);
+    take(left.R, spectra, p1, R.words(), R.exp(), R.positive(), R.hash());
+  }
 
   const Planned denominator{left.Q, right.Q};
   if (!is_lent(left)) spectra.forward(r0, left.Q.T, left.Q.L);
@@ -222,11 +242,12 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
   const Words words = lengths(left), others = lengths(right);
   left.dropped = hash61::multiply(left.dropped, right.dropped);
   const MergeWay way = choose_way(context, left, right, needs_R, kept.sum, scratch.bytes());
+  const bool takes_R = needs_R && !is_lent(left) && sum_takes_R(left, right, kept);
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) merge_summed(*spectra, left, right, rest);
+    if (spectra) merge_summed(*spectra, left, right, takes_R, rest);
   }
   const bool summed = spectra != nullptr;
   ExactFloat product =
@@ -245,7 +266,8 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
     add_second_summand(context, left, right.P, kept.sum, product, scratch);
   }
   if (!spectra) multiply_into(context, left.Q, left.Q, right.Q, kept.sum, product, scratch);
-  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept.R, product, scratch);
+  if (needs_R && !(summed && takes_R))
+    multiply_into(context, left.R, left.R, right.R, kept.R, product, scratch);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

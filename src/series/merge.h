@@ -6,7 +6,8 @@
 // F: one transform of the length of P. In a series with R about 0.6 times as long as Q:
 //
 //     summed   P0, R0, P1, Q0 and Q1 are transformed once and P is added up in transform space:
-//              7 F, and R by itself, 1.7 F. Four spectra live at once.
+//              7 F, and R by itself, 1.7 F, or 2 F in the same way where R is nearly as long
+//              as Q. Four spectra live at once.
 //     shared   only Q1 is transformed once for two products, R0*P1 goes by itself at its own
 //              length: 5 F + 2.3 F + 1.7 F. Two spectra and one product.
 //     plain    four products: 10 F. One product and what its multiplication needs.
@@ -54,9 +55,9 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
                         MergeWay way);
 
 /// left = left merged with right. `left`'s buffers must hold the result, cut to `kept`. left.R may
-/// be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes of the plain way, or
-/// more. Throws AlgorithmFailedException "Multiplication Failed: Checksum Mismatch" where a result's
-/// words are not what its operands' residues say.
+/// be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes of the plain way,
+/// or more. Throws AlgorithmFailedException "Multiplication Failed: Checksum Mismatch" where a
+/// result's words are not what its operands' residues say.
 void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch);
 

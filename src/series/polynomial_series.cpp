@@ -1,6 +1,7 @@
 #include "series/polynomial_series.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 #include "arith/hash61.h"
@@ -11,6 +12,10 @@ namespace {
 
 /// Ranges up to this length are bounded by their last term: cheaper, and hardly larger.
 constexpr std::uint64_t kShortRange = 64;
+
+/// Shorter sums drop no factors: their ranges of CommonFactors::kMostTerms terms are too long to be
+/// exact at the precision that so many terms give.
+constexpr std::uint64_t kLeastReduced = 2 * CommonFactors::kMostTerms;
 
 double value(const FormProduct& product, std::uint64_t k) {
   double x = static_cast<double>(product.constant);
@@ -55,8 +60,7 @@ Leading leading(const FormProduct& product) {
 std::uint64_t residue(const FormProduct& product, std::uint64_t k) {
   std::uint64_t r = hash61::fold(product.constant);
   for (const LinearForm& form : product.forms())
-    for (unsigned i = 0; i < form.exponent; ++i)
-      r = hash61::multiply(r, hash61::fold(form.alpha * k - form.beta));
+    for (unsigned i = 0; i < form.exponent; ++i) r = hash61::multiply(r, hash61::fold(form.at(k)));
   return product.negative ? hash61::negate(r) : r;
 }
 
@@ -77,12 +81,15 @@ PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n
   constexpr double kMostBits = 64 * Leaf::kMostLimbs;
   leaf_terms_ = static_cast<std::uint64_t>(
       std::clamp(kMostBits / bits, 1.0, static_cast<double>(Leaf::kMostTerms)));
+  leaf_terms_ = std::bit_floor(leaf_terms_);  // as CommonFactors::aligned_cut halves ranges
+  if (terms >= kLeastReduced) factors_ = std::make_unique<CommonFactors>(shape.Q, shape.R);
 }
 
 RangeBits PolynomialSeries::range_bits(std::uint64_t a, std::uint64_t b) const {
   const double q = log2_range(shape_.Q, a, b), r = log2_range(shape_.R, a, b);
   // The terms at least halve, so that |P/Q| is at most twice the first one.
-  const double first = bound(shape_, a + 1) / value(shape_.Q, a + 1);
+  double first = bound(shape_, a + 1) / value(shape_.Q, a + 1);
+  if (shape_.P_has_R) first *= value(shape_.R, a + 1);
   return {q + std::log2(first) + 2, q + 1, r + 1};
 }
 
@@ -90,8 +97,8 @@ double PolynomialSeries::gained_bits(std::uint64_t a) const {
   return linear_gain(bits_per_term_, a);
 }
 
-void PolynomialSeries::leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const {
-  polynomial_leaf(shape_, a, b, leaf);
+void PolynomialSeries::leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const {
+  polynomial_leaf(shape_, drops ? factors_.get() : nullptr, a, b, leaf);
 }
 
 Residues PolynomialSeries::residues(std::uint64_t k) const {
@@ -102,7 +109,8 @@ Residues PolynomialSeries::residues(std::uint64_t k) const {
         hash61::fold(c < 0 ? 0 - static_cast<std::uint64_t>(c) : static_cast<std::uint64_t>(c));
     p = hash61::add(hash61::multiply(p, k), c < 0 ? hash61::negate(magnitude) : magnitude);
   }
-  return {p, residue(shape_.Q, k), residue(shape_.R, k)};
+  const std::uint64_t r = residue(shape_.R, k);
+  return {shape_.P_has_R ? hash61::multiply(p, r) : p, residue(shape_.Q, k), r};
 }
 
 }  // namespace nmp::BinarySplitting

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "series/series.h"
 
@@ -18,6 +19,7 @@ class PolynomialSeries : public Series {
 
   RangeBits range_bits(std::uint64_t a, std::uint64_t b) const override;
   double gained_bits(std::uint64_t a) const override;
+  const CommonFactors* factors() const override { return factors_.get(); }
   std::uint64_t leaf_terms(bool) const override { return leaf_terms_; }
   void leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const override;
   Residues residues(std::uint64_t k) const override;
@@ -26,6 +28,7 @@ class PolynomialSeries : public Series {
   const PolynomialTerms& shape_;
   double bits_per_term_;
   std::uint64_t leaf_terms_;
+  std::unique_ptr<const CommonFactors> factors_;
 };
 
 }  // namespace nmp::BinarySplitting

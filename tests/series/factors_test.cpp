@@ -13,15 +13,27 @@
 namespace nmp::BinarySplitting {
 namespace {
 
+using test_samples::kEighths;
 using test_samples::kQuarters;
 using test_samples::kSixths;
+using test_samples::kTwelfths;
+
+constexpr const PolynomialTerms* kShapes[] = {&kSixths, &kQuarters, &kTwelfths, &kEighths};
+
+/// Factors p of the product at k that q has a part in.
+unsigned factors_of(const FormProduct& product, std::uint64_t q, std::uint64_t k) {
+  unsigned count = 0;
+  for (const LinearForm& form : product.forms())
+    if (form.at(k) % q == 0) count += form.exponent;
+  return count;
+}
 
 /// Exponents of the odd primes that pair across m in (a, b], by trial division. Across any cut
 /// where m is 0.
-std::map<std::uint64_t, unsigned> paired(const CubicTerms& terms, std::uint64_t a, std::uint64_t m,
-                                         std::uint64_t b) {
+std::map<std::uint64_t, unsigned> paired(const PolynomialTerms& terms, std::uint64_t a,
+                                         std::uint64_t m, std::uint64_t b) {
   std::map<std::uint64_t, unsigned> exponents;
-  const std::uint64_t most = 6 * (b - a);
+  const std::uint64_t most = 8 * (b - a);
   for (std::uint64_t p = 3; p <= most; p += 2) {
     bool prime = true;
     for (std::uint64_t d = 3; d * d <= p && prime; d += 2) prime = p % d != 0;
@@ -29,12 +41,11 @@ std::map<std::uint64_t, unsigned> paired(const CubicTerms& terms, std::uint64_t 
     for (std::uint64_t q = p; q <= most; q *= p) {
       std::vector<std::uint64_t> open;
       for (std::uint64_t k = a + 1; k <= b; ++k) {
-        for (int close = k % q == 0 ? 3 : 0; close != 0 && !open.empty(); --close) {
+        for (unsigned close = factors_of(terms.Q, q, k); close != 0 && !open.empty(); --close) {
           if (m == 0 || (open.back() <= m && k > m)) ++exponents[p];
           open.pop_back();
         }
-        for (const LinearForm& form : terms.forms)
-          if (form.alpha % p != 0 && (form.alpha * k - form.beta) % q == 0) open.push_back(k);
+        open.insert(open.end(), factors_of(terms.R, q, k), k);
       }
     }
   }
@@ -44,11 +55,12 @@ std::map<std::uint64_t, unsigned> paired(const CubicTerms& terms, std::uint64_t 
 class FactorsTest : public test::RandomTest {};
 
 TEST_F(FactorsTest, CommonFactorsAreThePairsAcrossTheCut) {
-  for (const CubicTerms& terms : {kSixths, kQuarters}) {
-    const CommonFactors factors(terms.forms);
+  for (const PolynomialTerms* shape : kShapes) {
+    const PolynomialTerms& terms = *shape;
+    const CommonFactors factors(terms.Q, terms.R);
     for (std::size_t rep = 0; rep < test::reps(60); ++rep) {
       const std::uint64_t a = rep % 3 == 0 ? rng_.below(40) : rng_.below(std::uint64_t{1} << 40);
-      const std::uint64_t m = a + rng_.size(150), b = m + rng_.size(150);
+      const std::uint64_t m = a + rng_.size(110), b = m + rng_.size(110);
       test::Natural expected{1};
       for (const auto& [p, e] : paired(terms, a, m, b))
         for (unsigned i = 0; i < e; ++i)
@@ -63,7 +75,8 @@ TEST_F(FactorsTest, CommonFactorsAreThePairsAcrossTheCut) {
 }
 
 TEST_F(FactorsTest, OddNumbersShareTheFactorsOfTheirLeastCommonMultiples) {
-  const CommonFactors factors = CommonFactors::of_odd_numbers();
+  const FormProduct odd_number{1, {{{2, -1}}}};
+  const CommonFactors factors(odd_number, odd_number);
   constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
   const auto has_multiple = [](std::uint64_t q, std::uint64_t a, std::uint64_t b) {
     std::uint64_t k = a + 1;
@@ -100,8 +113,9 @@ TEST_F(FactorsTest, OddNumbersShareTheFactorsOfTheirLeastCommonMultiples) {
 
 TEST_F(FactorsTest, TheBoundStaysCloselyBelowWhatIsDropped) {
   constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
-  for (const CubicTerms& terms : {kSixths, kQuarters}) {
-    const CommonFactors factors(terms.forms);
+  for (const PolynomialTerms* shape : kShapes) {
+    const PolynomialTerms& terms = *shape;
+    const CommonFactors factors(terms.Q, terms.R);
     EXPECT_EQ(factors.least_dropped_bits(1, 2 * kBlock - 1), 0) << "no whole block";
     double bound = 0, bits = 0;
     for (std::size_t rep = 0; rep < test::reps(4); ++rep) {

@@ -20,8 +20,17 @@ using test_samples::CubicSample;
 using test_samples::kQuarters;
 using test_samples::kSixths;
 
+constexpr const PolynomialTerms* kShapes[] = {&kSixths, &kQuarters, &test_samples::kTwelfths,
+                                              &test_samples::kEighths};
+
 Number small(std::uint64_t x) {
   return test::number(false, {static_cast<Word>(x), static_cast<Word>(x >> 32)}, 0);
+}
+Number value(const FormProduct& product, std::uint64_t k) {
+  Number x = small(product.constant);
+  for (const LinearForm& form : product.forms())
+    for (unsigned i = 0; i < form.exponent; ++i) x = multiply(x, small(form.alpha * k - form.beta));
+  return product.negative ? test::negated(x) : x;
 }
 Number number_of(const Leaf::Number& x, bool positive) {
   Natural words;
@@ -67,24 +76,26 @@ TEST_F(ReduceTest, DivisionUndoesMultiplication) {
 
 TEST_F(ReduceTest, LeavesAreTheSumsOfTheirTerms) {
   for (std::size_t rep = 0; rep < test::reps(300); ++rep) {
-    const CubicTerms& terms = rep % 2 ? kSixths : kQuarters;
-    const CommonFactors factors(terms.forms);
+    const PolynomialTerms& terms = *kShapes[rep % 4];
+    const CommonFactors factors(terms.Q, terms.R);
     const std::uint64_t a = rng_.size(std::size_t{1} << (rep % 3 ? 20 : 31)) - 1;
     const std::uint64_t b = a + 1 + rng_.below(Leaf::kMostTerms);
     Number P, Q = small(1), R = Q;
     for (std::uint64_t k = a + 1; k <= b; ++k) {
-      Number q = small(terms.C), r = small(1);
-      for (const LinearForm& form : terms.forms) {
-        q = multiply(q, small(k));
-        r = multiply(r, small(form.alpha * k - form.beta));
+      const Number q = value(terms.Q, k), r = value(terms.R, k);
+      Number p;
+      for (std::size_t i = terms.P.size(); i-- != 0;) {
+        const std::int64_t c = terms.P[i];
+        const Number term = small(static_cast<std::uint64_t>(c < 0 ? -c : c));
+        p = add(multiply(p, small(k)), c < 0 ? test::negated(term) : term);
       }
-      if (terms.alternating) r = test::negated(r);
-      P = add(multiply(P, q), multiply(multiply(R, r), small(terms.A + terms.B * k)));
+      if (terms.P_has_R) p = multiply(p, r);
+      P = add(multiply(P, q), multiply(R, p));
       Q = multiply(Q, q);
       R = multiply(R, r);
     }
     Leaf leaf;
-    cubic_leaf(terms, factors, a, b, leaf);
+    polynomial_leaf(terms, &factors, a, b, leaf);
     const Number p = number_of(leaf.P, leaf.P_positive), r = number_of(leaf.R, leaf.R_positive),
                  q = number_of(leaf.Q, true);
     ASSERT_EQ(multiply(p, Q), multiply(P, q)) << a << " to " << b;
@@ -97,7 +108,7 @@ TEST_F(ReduceTest, LeavesAreTheSumsOfTheirTerms) {
 }
 
 TEST_F(ReduceTest, SumsKeepTheirRatioInFewerWords) {
-  for (const CubicTerms& terms : {kSixths, kQuarters}) {
+  for (const PolynomialTerms& terms : {kSixths, kQuarters}) {
     for (const std::uint64_t n : {1u, 16u, 17u, 300u, 512u, 513u, 1100u, 2500u}) {
       CubicSample series(terms, n);
       const Sum reduced = sum(series, 9000);
@@ -136,7 +147,7 @@ TEST_F(ReduceTest, ModularCheckCatchesFaults) {
   // Factors of another series: they do not divide these products.
   class Wrong : public CubicSample {
    public:
-    Wrong() : CubicSample(kSixths, 600), others_(kQuarters.forms) {}
+    Wrong() : CubicSample(kSixths, 600), others_(kQuarters.Q, kQuarters.R) {}
     const CommonFactors* factors() const override { return &others_; }
 
    private:
