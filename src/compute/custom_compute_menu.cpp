@@ -4,6 +4,7 @@
 
 #include "compute/job_dialogues.h"
 #include "compute/job_failures.h"
+#include "compute/precision.h"
 #include "constants/catalogue.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
@@ -35,7 +36,9 @@ void CustomComputeMenu::show() {
   const AlgorithmEntry& algorithm = algorithm_by_key(constant, job_.algorithm);
   console::print_line("\n\nCustom Compute a Constant\n");
   line("  1     Constant:", constant.color, result_name(constant, job_.argument));
-  line("  2     Algorithm:", 'G', long_name(constant, algorithm, job_.argument));
+  line("  2     Algorithm:", 'G',
+       long_name(constant, algorithm, job_.argument,
+                 words_for_digits(job_.decimal_digits, job_.hex_digits)));
   line("  3     Decimal Digits:", 'G', nmp::with_commas(job_.decimal_digits));
   line("  4     Hexadecimal Digits:", job_.hex_digits ? 'G' : 'R',
        job_.hex_digits ? nmp::with_commas(job_.hex_digits) : "Disabled");

@@ -4,10 +4,11 @@
 
 #include "compute/job_config.h"
 #include "compute/job_failures.h"
+#include "compute/precision.h"
 #include "constants/catalogue_menu.h"
 #include "foundation/console.h"
 #include "foundation/format.h"
-#include "memory/allocator_names.h"
+#include "memory/allocator_menu.h"
 
 namespace numforge {
 namespace {
@@ -48,7 +49,8 @@ std::optional<std::string> ask_config_path() {
 }  // namespace
 
 void ask_constant(Job& job) {
-  const std::optional<ConstantChoice> choice = choose_constant();
+  const std::optional<ConstantChoice> choice =
+      choose_constant(words_for_digits(job.decimal_digits, job.hex_digits));
   if (!choice) return;
   job.constant = choice->constant->key;
   job.argument = choice->argument;
@@ -56,7 +58,9 @@ void ask_constant(Job& job) {
 }
 
 void ask_algorithm(Job& job) {
-  if (const AlgorithmEntry* choice = choose_algorithm(constant_by_key(job.constant), job.argument))
+  if (const AlgorithmEntry* choice =
+          choose_algorithm(constant_by_key(job.constant), job.argument,
+                           words_for_digits(job.decimal_digits, job.hex_digits)))
     job.algorithm = choice->key;
 }
 
@@ -140,13 +144,9 @@ void ask_multi_threading(Job& job) {
 }
 
 void ask_allocator(Job& job) {
-  console::print_line("\n\nSelect a Memory Allocator:\n");
-  const std::span<const nmp::AllocatorName> names = nmp::allocator_names();
-  for (std::size_t i = 0; i < names.size(); ++i)
-    console::print_line(row(i, names[i].key, names[i].display_name));
-  console::print_line();
-  if (const std::optional<std::size_t> choice = choose_row(names.size()))
-    set_allocator(job, names[*choice].key);
+  if (const std::optional<nmp::AllocatorChoice> choice =
+          nmp::choose_allocator(nmp::parse_allocator(job.allocator)))
+    job.allocator = choice->description();
 }
 
 void ask_checkpointing(Job& job) {

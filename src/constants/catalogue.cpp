@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 
+#include "constants/euler_gamma.h"
 #include "constants/machin_search.h"
 #include "foundation/command_line.h"
 #include "foundation/exceptions.h"
@@ -41,11 +42,7 @@ const ConstantCatalogueEntry& constant_by_key(std::string_view key) {
          "Invalid Constant: " + std::string(key) + "\nThe constants are: " + known + ".");
 }
 
-bool is_available(std::string_view key) {
-  constexpr std::string_view kAvailable[] = {"sqrt", "goldenratio", "e",     "pi",
-                                             "log",  "lemniscate",  "zeta3", "catalan"};
-  return std::ranges::find(kAvailable, key) != std::end(kAvailable);
-}
+bool is_available(std::string_view key) { return key != "custom"; }
 
 std::string unavailable_text(const ConstantCatalogueEntry& constant) {
   return "The constant \"" + std::string(constant.key) + "\" is not built into this version yet.";
@@ -120,9 +117,14 @@ std::string file_name_text(std::string name) {
 }
 
 std::string long_name(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
-                      std::uint64_t argument) {
+                      std::uint64_t argument, std::uint64_t words) {
   std::string text = algorithm.long_name;
-  if (is(constant, "brent")) text += " ( n = 2^" + std::to_string(std::countr_zero(argument)) + ")";
+  unsigned k = 0;
+  if (is(constant, "brent")) k = static_cast<unsigned>(std::countr_zero(argument));
+  if (is(constant, "gamma") && words != 0)
+    k = Formulas::EulerGamma_BrentMcMillan_BigFloatR::k_for(
+        words, std::string_view(algorithm.key) == "brent-refined");
+  if (k != 0) text += " ( n = 2^" + std::to_string(k) + ")";
   return text + terms_text(constant, algorithm, argument);
 }
 

@@ -70,9 +70,10 @@ std::string result_name(const ConstantCatalogueEntry& constant, std::uint64_t ar
 /// A name without characters that file systems refuse.
 std::string file_name_text(std::string name);
 /// The menu text with the parts that depend on the argument: "Brent-McMillan ( n = 2^10)",
-/// "Primary Machin-like Formula (3 terms)", and the short name with its own.
+/// "Primary Machin-like Formula (3 terms)", and the short name with its own. `words`: the
+/// precision, where it is known; it chooses the n of gamma.
 std::string long_name(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
-                      std::uint64_t argument);
+                      std::uint64_t argument, std::uint64_t words = 0);
 std::string short_name(const ConstantCatalogueEntry& constant, const AlgorithmEntry& algorithm,
                        std::uint64_t argument);
 

@@ -129,13 +129,14 @@ std::optional<std::uint64_t> prompt_argument(const ConstantCatalogueEntry& const
 }
 
 const AlgorithmEntry* choose_algorithm(const ConstantCatalogueEntry& constant,
-                                       std::uint64_t argument) {
+                                       std::uint64_t argument, std::uint64_t words) {
   const AlgorithmMenu& menu = algorithm_menu(constant);
   if (std::string_view(constant.key) == "log" && !show_log_formulas(menu, argument)) return nullptr;
   console::print_line("\n\nSelect an Algorithm:\n");
   for (std::size_t i = 0; i < menu.algorithms.size(); ++i) {
     const AlgorithmEntry& entry = menu.algorithms[i];
-    std::string line = numbered(i, 4) + std::string(8, ' ') + long_name(constant, entry, argument);
+    std::string line =
+        numbered(i, 4) + std::string(8, ' ') + long_name(constant, entry, argument, words);
     if (*entry.note) line = padded(line, 44) + entry.note;
     console::print_line(line);
   }
@@ -150,7 +151,7 @@ const AlgorithmEntry* choose_algorithm(const ConstantCatalogueEntry& constant,
   }
 }
 
-std::optional<ConstantChoice> choose_constant() {
+std::optional<ConstantChoice> choose_constant(std::uint64_t words) {
   const ConstantCatalogueEntry* constant = choose_catalogue_entry();
   if (constant == nullptr) return std::nullopt;
   if (!is_available(constant->key)) {
@@ -163,7 +164,7 @@ std::optional<ConstantChoice> choose_constant() {
     if (!answer) return std::nullopt;
     argument = *answer;
   }
-  const AlgorithmEntry* algorithm = choose_algorithm(*constant, argument);
+  const AlgorithmEntry* algorithm = choose_algorithm(*constant, argument, words);
   if (algorithm == nullptr) return std::nullopt;
   return ConstantChoice{constant, algorithm, argument};
 }

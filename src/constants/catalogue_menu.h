@@ -17,8 +17,8 @@ struct ConstantChoice {
 };
 
 /// The whole dialogue: catalogue, argument, algorithm. A constant that cannot be computed yet is
-/// said to be so and counts as no choice.
-std::optional<ConstantChoice> choose_constant();
+/// said to be so and counts as no choice. `words`: the precision, for the menu texts.
+std::optional<ConstantChoice> choose_constant(std::uint64_t words = 0);
 
 /// The catalogue alone: prints it and reads the number of a row.
 const ConstantCatalogueEntry* choose_catalogue_entry();
@@ -26,6 +26,6 @@ const ConstantCatalogueEntry* choose_catalogue_entry();
 std::optional<std::uint64_t> prompt_argument(const ConstantCatalogueEntry& constant);
 /// The algorithm menu of a constant. Nothing typed picks the default.
 const AlgorithmEntry* choose_algorithm(const ConstantCatalogueEntry& constant,
-                                       std::uint64_t argument);
+                                       std::uint64_t argument, std::uint64_t words = 0);
 
 }  // namespace numforge

@@ -1,10 +1,12 @@
 #include "constants/formula.h"
 
+#include <bit>
 #include <string>
 
 #include "arith/newton.h"
 #include "constants/catalan_huvent.h"
 #include "constants/e_taylor.h"
+#include "constants/euler_gamma.h"
 #include "constants/lemniscate.h"
 #include "constants/log_machin.h"
 #include "constants/machin_search.h"
@@ -33,6 +35,11 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
     const bool reduced = algorithm.ends_with("-reduced");
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
     if (algorithm.starts_with("ramanujan")) return make_pi_ramanujan(reduced);
+  }
+  if (constant == "gamma" || constant == "brent") {
+    // The argument of brent is 2^k.
+    const auto k = constant == "brent" ? static_cast<unsigned>(std::countr_zero(argument)) : 0;
+    return std::make_unique<EulerGamma_BrentMcMillan_BigFloatR>(k, algorithm == "brent-refined");
   }
   if (constant == "log")
     return std::make_unique<Log_Machin_BigFloatR>(

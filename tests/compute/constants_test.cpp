@@ -12,6 +12,7 @@
 #include "digits/float_writer.h"
 #include "support/arithmetic.h"
 #include "support/digits.h"
+#include "support/faults.h"
 #include "support/known_digits.h"
 #include "support/no_progress.h"
 
@@ -82,7 +83,7 @@ TEST_F(Constants, LongMillionDigits) { expect_known_digits(1000000); }
 // down to nothing.
 TEST_F(Constants, EveryLengthIsAPrefix) {
   for (const char* constant :
-       {"sqrt", "goldenratio", "e", "pi", "log", "lemniscate", "zeta3", "catalan"}) {
+       {"sqrt", "goldenratio", "e", "pi", "log", "lemniscate", "zeta3", "catalan", "gamma"}) {
     const std::uint64_t argument = takes_number(constant_by_key(constant)) ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;
@@ -94,6 +95,29 @@ TEST_F(Constants, EveryLengthIsAPrefix) {
               << constant << " by " << algorithm.key << ", " << digits << " digits";
       }
     }
+  }
+}
+
+// The n of Brent and McMillan's method decides whether the last digits are right.
+TEST_F(Constants, BrentRefusesAnNThatDoesNotSuffice) {
+  for (const AlgorithmEntry& algorithm : algorithms("brent")) {
+    const std::string key = algorithm.key, least = key == "brent-refined" ? "10" : "11";
+    const std::string expected = compute("gamma", 0, key, 10, 2500).text;
+    const auto digits = [&](unsigned k) {
+      return compute("brent", std::uint64_t{1} << k, key, 10, 2500).text;
+    };
+    const auto refuse = [&](unsigned k, const std::string& why) {
+      nmp::test::expect_fault<nmp::InvalidParametersException>(
+          "EulerGamma_BrentMcMillan_BigFloatR",
+          "n = 2^" + std::to_string(k) + why + " The least k that suffices is " + least + ".",
+          [&] { digits(k); });
+    };
+    const auto k = static_cast<unsigned>(std::stoul(least));
+    for (const unsigned small : {1u, k - 1}) refuse(small, " is too small for this many digits.");
+    // The last n is far larger than the digits need.
+    for (const unsigned enough : {k, k + 1, 17u}) EXPECT_EQ(digits(enough), expected) << enough;
+    for (const unsigned large : {36u, 63u})
+      refuse(large, " takes more than 68,719,476,736 terms, which this program cannot sum.");
   }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 
 #include "constants/catalogue_menu.h"
 #include "foundation/exceptions.h"
@@ -74,6 +75,16 @@ TEST(Catalogue, RefusesWhatItDoesNotKnowOrCannotTake) {
 TEST(Catalogue, NamesResults) {
   EXPECT_EQ(result_name(constant_by_key("sqrt"), 125), "Sqrt(125)");
   EXPECT_EQ(result_name(constant_by_key("brent"), 1024), "Euler-Mascheroni");
+  // gamma's n follows from the precision: 10,000 digits need 2878 (refined) or 5756.
+  const ConstantCatalogueEntry& gamma = constant_by_key("gamma");
+  for (const auto& [words, refined, original] :
+       {std::tuple{0u, "", ""}, std::tuple{1042u, " ( n = 2^12)", " ( n = 2^13)"},
+        std::tuple{1u, " ( n = 2^4)", " ( n = 2^4)"}}) {
+    EXPECT_EQ(long_name(gamma, algorithm_by_key(gamma, "brent-refined"), 0, words),
+              std::string("Brent-McMillan with Refinement") + refined);
+    EXPECT_EQ(long_name(gamma, algorithm_by_key(gamma, "brent-original"), 0, words),
+              std::string("Brent-McMillan") + original);
+  }
   EXPECT_EQ(file_name_text("a<b>:\"c/d\\e|f?g*(-1)"), "abcdefg(-1)");
 }
 

@@ -47,7 +47,7 @@ TEST_P(SpoiledMerge, EndsTheJob) {
     }
   }
 }
-INSTANTIATE_TEST_SUITE_P(Series, SpoiledMerge, ::testing::Values("e", "pi"));
+INSTANTIATE_TEST_SUITE_P(Series, SpoiledMerge, ::testing::Values("e", "pi", "gamma"));
 
 }  // namespace
 }  // namespace numforge

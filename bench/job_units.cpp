@@ -1,6 +1,10 @@
-// How long and how much memory do n digits of Pi take, measured in products of two n-digit numbers?
+// How long and how much memory do n digits take, measured in products of two n-digit numbers?
 //
-//   pi_units PROGRAM [DIGITS...] [-- JOB OPTIONS]
+//   job_units PROGRAM [DIGITS...] [-- JOB OPTIONS]
+//   job_units PROGRAM constants DIGITS [-- JOB OPTIONS]
+//
+// The second form computes every constant by every algorithm, one run each, and states their cost
+// in radix conversions (with their check) of the same length too.
 //
 // U(n) is the time of one mpn_mul_n of GMP for two numbers of n decimal digits, on one thread. A
 // machine's speed divides out of (time of Pi) / U(n), nearly: both are measured in turn in one run,
@@ -99,11 +103,11 @@ double product_seconds(std::uint64_t digits) {
   return std::atof(run.output.c_str());
 }
 
-Run compute_pi(const std::string& program, std::uint64_t digits,
-               const std::vector<std::string>& options) {
+Run compute(const std::string& program, const std::string& constant, std::uint64_t digits,
+            const std::vector<std::string>& options) {
   return in_child([&] {
     std::vector<std::string> words = {program,  "pause:-2", "colors:0", "priority:0",
-                                      "custom", "pi",       "-od:0"};
+                                      "custom", constant,   "-od:0"};
     words.push_back("-dec:" + std::to_string(digits));
     words.insert(words.end(), options.begin(), options.end());
     std::vector<char*> arguments;
@@ -141,7 +145,7 @@ void measure(const std::string& program, std::uint64_t digits,
   int runs = 0;
   for (; runs < 2 || (runs < 9 && now() - start < 5); ++runs) {
     unit = std::min(unit, product_seconds(digits));
-    const Run run = compute_pi(program, digits, options);
+    const Run run = compute(program, "pi", digits, options);
     worst = std::max(worst, run.wall);
     if (run.wall < best.wall) best = run;
   }
@@ -158,6 +162,66 @@ void measure(const std::string& program, std::uint64_t digits,
   for (const auto& [name, seconds] : stages(best.output)) {
     std::printf("    %-44s %9.3f s %7.1f U\n", name.c_str(), seconds, seconds / unit);
   }
+}
+
+struct Algorithm {
+  const char* constant;
+  const char* key;
+  double figure;  ///< the catalogue's difficulty; 0: it has none
+};
+constexpr Algorithm kAlgorithms[] = {
+    {"sqrt:2", "newton", 1.46},
+    {"goldenratio", "newton", 1.46},
+    {"e", "exp(1)", 3.88},
+    {"e", "exp(-1)", 3.88},
+    {"pi", "chudnovsky", 13.2},
+    {"pi", "ramanujan", 19.9},
+    {"log:2", "machin-primary", 35.7},
+    {"log:2", "machin-secondary", 0},
+    {"log:3", "machin-primary", 0},
+    {"log:4294967291", "machin-primary", 0},
+    {"zeta3", "wedeniwski", 62.8},
+    {"zeta3", "az", 65.7},
+    {"catalan", "pilehrood-short", 78.0},
+    {"catalan", "guillera2019", 105},
+    {"catalan", "pilehrood-long", 0},
+    {"catalan", "guillera2008", 0},
+    {"catalan", "lupas", 0},
+    {"catalan", "huvent", 0},
+    {"lemniscate", "agm-pi", 60.4},
+    {"lemniscate", "gauss", 124},
+    {"lemniscate", "sebah", 154},
+    {"gamma", "brent-refined", 383},
+    {"gamma", "brent-original", 574},
+};
+
+/// A row of the table of constants: computing alone, without conversion and output.
+void measure(const Algorithm& algorithm, const std::string& program, std::uint64_t digits,
+             double unit, std::vector<std::string> options) {
+  options.push_back(std::string("-algorithm:") + algorithm.key);
+  const Run run = compute(program, algorithm.constant, digits, options);
+  double computing = 0, conversion = 0;
+  for (const auto& [name, seconds] : stages(run.output)) {
+    if (name == "Radix Conversion" || name == "Conversion Check") {
+      conversion += seconds;
+    } else if (name != "Output" && name != "Output Check" && name != "Total") {
+      computing += seconds;
+    }
+  }
+  char figure[16] = "";
+  if (algorithm.figure != 0) std::snprintf(figure, sizeof figure, "%.4g", algorithm.figure);
+  std::printf("| %s | %s | %.2f s | %.1f | %s | %.1f | %.0f MiB |\n", algorithm.constant,
+              algorithm.key, computing, computing / conversion, figure, computing / unit, run.peak);
+  std::fflush(stdout);
+}
+
+void measure_constants(const std::string& program, std::uint64_t digits,
+                       const std::vector<std::string>& options) {
+  const double unit = product_seconds(digits);
+  std::printf("\n%llu digits, U = %.4f s\n\n", static_cast<unsigned long long>(digits), unit);
+  std::printf("| constant | algorithm | time | in conversions | figure | in U | peak memory |\n");
+  std::printf("|---|---|---|---|---|---|---|\n");
+  for (const Algorithm& algorithm : kAlgorithms) measure(algorithm, program, digits, unit, options);
 }
 
 std::uint64_t number(const char* text) {
@@ -195,16 +259,18 @@ void print_machine() {
 
 int main(int count, char** words) {
   if (count < 2) {
-    std::fprintf(stderr, "Usage: pi_units PROGRAM [DIGITS...] [-- JOB OPTIONS]\n");
+    std::fprintf(stderr, "Usage: job_units PROGRAM [constants] [DIGITS...] [-- JOB OPTIONS]\n");
     return 2;
   }
   std::vector<std::uint64_t> sizes;
   std::vector<std::string> options;
-  int i = 2;
+  const bool constants = count > 2 && std::string(words[2]) == "constants";
+  int i = constants ? 3 : 2;
   for (; i < count && std::string(words[i]) != "--"; ++i) sizes.push_back(number(words[i]));
   for (++i; i < count; ++i) options.push_back(words[i]);
   if (sizes.empty()) sizes = {1000000, 10000000};
   print_machine();
   if (options.empty()) options = {"-PF:none"};  // one thread, as the unit has
-  for (const std::uint64_t digits : sizes) measure(words[1], digits, options);
+  for (const std::uint64_t digits : sizes)
+    constants ? measure_constants(words[1], digits, options) : measure(words[1], digits, options);
 }
