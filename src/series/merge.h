@@ -54,9 +54,9 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
                         MergeWay way);
 
 /// left = left merged with right. `left`'s buffers must hold the result, cut to `kept`. left.R may
-/// be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes of the plain way, or
-/// more. Throws AlgorithmFailedException "Multiplication Failed: Checksum Mismatch" where a result's
-/// words are not what its operands' residues say.
+/// be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes of the plain way,
+/// or more. Throws AlgorithmFailedException "Multiplication Failed: Checksum Mismatch" where a
+/// result's words are not what its operands' residues say.
 void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch);
 
