@@ -4,8 +4,8 @@
 //        = p(k) / q(k),   q(k) = [(12k+1)(6k+1)(4k+1)(12k+5)(2k+1)(12k+7)(4k+3)(6k+5)(12k+11)]^2.
 //
 // |t(k)| falls from t(0) < 352 like 8.2 / k^2, so that three terms more than nats / ln 64 leave
-// less than 64^-3 of the last place. Source: G. Huvent, 2006 [Huvent2006]; by partial fractions of
-// degree 2, each equal to the sum above.
+// less than 64^-3 of the last place. Of the kind that G. Huvent found in 2006; checked to
+// 400 digits against another series.
 #include "constants/catalan_huvent.h"
 
 #include <array>
@@ -27,7 +27,7 @@ using nmp::BinarySplitting::Residues;
 using nmp::BinarySplitting::Term;
 using nmp::BinarySplitting::BinaryBBP::BinaryBBPSeries;
 
-/// alpha k + beta, the root of a factor of q, and c / (alpha k + beta)^2 in t.
+/// (alpha k + beta)^2 in q and c / (alpha k + beta)^2 in t.
 struct Fraction {
   std::uint32_t alpha, beta;
   std::int64_t c;

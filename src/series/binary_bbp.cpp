@@ -1,9 +1,10 @@
 #include "series/binary_bbp.h"
 
-#include <algorithm>
-#include <utility>
+#include <bit>
+#include <cstddef>
 
 #include "arith/hash61.h"
+#include "arith/multiply/basecase/word_multiply.h"
 #include "arith/word_ops.h"
 #include "foundation/exceptions.h"
 
@@ -12,37 +13,45 @@ namespace {
 
 constexpr std::size_t kWords = 2 * Leaf::kLimbs;
 
-/// A magnitude, and room for a product beside it.
+/// A magnitude with room for any product in a leaf.
 class Product {
  public:
-  void set(const BasicInt& x) {
-    length_ = x.L;
-    words::copy(words_, x.T, x.L);
+  void set(const Word* x, std::size_t length) {
+    length_ = length;
+    words::copy(words_, x, length);
   }
-  /// this = a * b.
-  void set_mul(const Product& a, const BasicInt& b) {
-    const std::size_t n = a.length_ + b.L;
-    if (n + 2 > kWords) throw BufferTooSmallException("BinaryBBP::leaf()", kWords, n + 2);
-    const bool a_longer = a.length_ >= b.L;
-    words::mul_schoolbook(words_, a_longer ? a.words_ : b.T, std::max<std::size_t>(a.length_, b.L),
-                          a_longer ? b.T : a.words_, std::min<std::size_t>(a.length_, b.L));
+  void set(const Product& x) { set(x.words_, x.length_); }
+  /// this = a * b; overlaps neither.
+  void set_mul(const Product& a, const Product& b) {
+    const std::size_t n = a.length_ + b.length_;
+    need_words(n);
+    alignas(kBufferAlignment) std::byte work[32 * kWords];
+    WordMultiply::native().multiply(words_, a.words_, a.length_, b.words_, b.length_,
+                                    AlignedBufferC(work, sizeof work));
     length_ = words::stripped_length(words_, n);
   }
-  void shift(unsigned bits) {
-    if (bits == 0) return;
-    words_[length_] = words::lshift(words_, words_, length_, bits);
+  /// this *= 2^bits.
+  void shift(std::uint64_t bits) {
+    const auto whole = static_cast<std::size_t>(bits / kWordBits);
+    need_words(length_ + whole + 1);
+    words_[length_] =
+        words::lshift(words_, words_, length_, static_cast<unsigned>(bits % kWordBits));
     length_ += words_[length_] != 0;
+    if (whole == 0) return;
+    words::copy(words_ + whole, words_, length_);
+    words::zero(words_, whole);
+    length_ += whole;
   }
   /// this = |this +- x|, where this is the larger.
   void accumulate(const Product& x, bool add) {
-    const auto rest = [&] { return length_ - x.length_; };
+    const std::size_t rest = length_ - x.length_;
+    Word* const above = words_ + x.length_;
     const Word carry = add ? words::add_n(words_, words_, x.words_, x.length_)
                            : words::sub_n(words_, words_, x.words_, x.length_);
     if (carry == 0) return;
-    Word* const above = words_ + x.length_;
     if (!add)
-      words::decrement(above, rest());
-    else if (words::increment(above, rest()) != 0)
+      words::decrement(above, rest);
+    else if (words::increment(above, rest) != 0)
       words_[length_++] = 1;
   }
   void copy_to(Leaf::Number& number) {
@@ -53,9 +62,45 @@ class Product {
   }
 
  private:
+  /// A sum may carry into one word more, and a limb's upper half be another.
+  static void need_words(std::size_t n) {
+    if (n + 2 > kWords) throw BufferTooSmallException("BinaryBBP::leaf()", kWords, n + 2);
+  }
+
   Word words_[kWords];
   std::size_t length_ = 0;
 };
+
+struct Fraction {
+  Product P, Q;
+  bool P_positive;
+};
+
+/// The terms a+1..b; P is too large by 2^(bits (b - a - 1)).
+void sum_terms(const BinaryBBPSeries& series, std::uint64_t a, std::uint64_t b, Fraction& sum) {
+  if (b - a == 1) {
+    Term term;
+    series.end_case_1(b, term);
+    sum.P.set(term.P.T, term.P.L);
+    sum.Q.set(term.Q.T, term.Q.L);
+    sum.P_positive = term.P_positive;
+    return;
+  }
+  const std::uint64_t m = a + std::bit_floor(b - a - 1);
+  const BinaryScale scale = series.scale();
+  Fraction right;
+  sum_terms(series, a, m, sum);
+  sum_terms(series, m, b, right);
+  if (scale.alternating && (m - a) % 2 != 0) right.P_positive = !right.P_positive;
+  Product product;
+  product.set_mul(sum.P, right.Q);
+  product.shift(scale.bits * (b - m));
+  sum.P.set_mul(sum.Q, right.P);
+  product.accumulate(sum.P, sum.P_positive == right.P_positive);
+  sum.P.set(product);
+  product.set_mul(sum.Q, right.Q);
+  sum.Q.set(product);
+}
 
 }  // namespace
 
@@ -65,36 +110,16 @@ BinaryBBPSeries::BinaryBBPSeries(BinaryScale scale) : scale_(scale) {
 }
 
 void BinaryBBPSeries::leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const {
-  Product numbers[5];
-  Product *P = &numbers[0], *Q = &numbers[1], *next_P = &numbers[2], *next_Q = &numbers[3];
-  Product& second = numbers[4];
-  Term term;
-  bool z_positive = true;
-  for (std::uint64_t k = a + 1; k <= b; ++k) {
-    end_case_1(k, term);
-    const bool positive = term.P_positive == z_positive;
-    if (k == a + 1) {
-      P->set(term.P);
-      Q->set(term.Q);
-      leaf.P_positive = positive;
-    } else {
-      next_P->set_mul(*P, term.Q);
-      next_P->shift(scale_.bits);
-      second.set_mul(*Q, term.P);
-      next_P->accumulate(second, positive == leaf.P_positive);
-      next_Q->set_mul(*Q, term.Q);
-      std::swap(P, next_P);
-      std::swap(Q, next_Q);
-    }
-    if (scale_.alternating) z_positive = !z_positive;
-  }
-  // P is too large by 2^(bits (b - a - 1)).
+  Fraction sum;
+  sum_terms(*this, a, b, sum);
   const std::uint64_t excess = scale_.bits * (b - a - 1);
   const std::uint64_t words = (excess + kWordBits - 1) / kWordBits;
-  P->shift(static_cast<unsigned>(words * kWordBits - excess));
-  P->copy_to(leaf.P);
+  sum.P.shift(words * kWordBits - excess);
+  sum.P.copy_to(leaf.P);
+  sum.Q.copy_to(leaf.Q);
+  leaf.P_positive = sum.P_positive;
   leaf.P_exp = -static_cast<std::int64_t>(words);
-  Q->copy_to(leaf.Q);
+  leaf.R.length = 0;
   leaf.dropped = 1;
 }
 
