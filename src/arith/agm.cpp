@@ -1,10 +1,10 @@
 #include "arith/agm.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "arith/newton.h"
 #include "foundation/exceptions.h"
-#include "foundation/progress.h"
 
 namespace nmp {
 namespace {
@@ -31,32 +31,117 @@ void set_limit(Context& context, BigFloat& r, BigFloat& m, const BigFloat& d, st
   r.set_sub(context, m, term, q);
 }
 
+/// Whether |d / m| < 1/4.
+bool are_near(const BigFloat& m, const BigFloat& d) {
+  std::int64_t m_exponent = 0, d_exponent = 0;
+  const double m_top = m.to_double(&m_exponent), d_top = std::abs(d.to_double(&d_exponent));
+  if (m_exponent != d_exponent) return m_exponent > d_exponent + 1;
+  return d_top < m_top / 4;
+}
+
+/// The steps towards the common limit of x and y. Four numbers take turns in their roles.
+class Steps {
+ public:
+  /// `work` is a number of the caller's; the others are taken off `scratch`.
+  Steps(Context& context, BigFloat& work, std::size_t q, Progress* progress,
+        AlignedBufferC& scratch)
+      : context_(context), q_(q), progress_(progress), work_(work) {
+    for (BigFloat* x : {&x_, &y_, &mean_}) *x = carve_float(scratch, newton_result_words(q));
+    scratch_ = scratch;
+  }
+  void run(const BigFloat& a, const BigFloat& b) {
+    x_.set_BigFloat(a, q_);
+    y_.set_BigFloat(b, q_);
+    if (step_until_near()) return x_.set_BigFloat(work_, q_);
+    start_squares();
+    while (!step_in_squares()) {
+    }
+  }
+  /// The mean and half the difference of the last two, near enough for set_limit.
+  BigFloat& m() { return mean_; }
+  const BigFloat& d() const { return x_; }
+
+ private:
+  bool meet(BigFloat& d);
+  bool step_until_near();
+  void start_squares();
+  bool step_in_squares();
+  void report(const BigFloat& d);
+
+  Context& context_;
+  std::size_t q_;
+  Progress* progress_;
+  BigFloat& work_;
+  BigFloat x_, y_, mean_;
+  AlignedBufferC scratch_;
+  int done_ = 0;
+};
+
+/// mean and d of x and y; d may be x. True where these are the last.
+bool Steps::meet(BigFloat& d) {
+  throw_if_interrupted();
+  mean_.set_uadd(context_, x_, y_, q_);
+  mean_.set_div_sW(mean_, 2, q_);
+  d.set_sub(context_, mean_, y_, q_);
+  if (progress_) report(d);
+  return is_last(mean_, d, q_);
+}
+
+/// Each step doubles the bits in which x and y agree.
+void Steps::report(const BigFloat& d) {
+  const std::int64_t words = d.is_zero() ? static_cast<std::int64_t>(q_) : mean_.mag() - d.mag();
+  double left = 1;
+  for (auto bits = std::max(4.0, kWordBits * static_cast<double>(words));
+       bits < kWordBits / 4.0 * static_cast<double>(q_); bits *= 2)
+    left += 1;
+  progress_->advance(done_ / (done_ + left));
+  ++done_;
+}
+
+/// True where the last step is among these; d is in work then.
+bool Steps::step_until_near() {
+  for (;;) {
+    if (meet(work_)) return true;
+    if (are_near(mean_, work_)) return false;
+    work_.set_mul(context_, x_, y_, q_, scratch_);
+    set_sqrt(context_, y_, work_, q_, scratch_);
+    std::swap(x_, mean_);
+  }
+}
+
+/// From x, y and their mean to the next x, 2 A in y's place and B in the mean's.
+void Steps::start_squares() {
+  work_.set_mul(context_, x_, y_, q_, scratch_);
+  x_.set_sqr(context_, mean_, q_, scratch_);
+  y_.set_mul_uW(x_, 2, q_);
+  x_.set_BigFloat(work_, q_);
+  std::swap(x_, mean_);
+}
+
+bool Steps::step_in_squares() {
+  y_.set_div_sW(y_, 2, q_);
+  work_.set_uadd(context_, y_, mean_, q_);
+  work_.set_div_sW(work_, 2, q_);
+  set_sqrt(context_, y_, mean_, q_, scratch_);
+  if (meet(x_)) return true;
+  x_.set_sqr(context_, mean_, q_, scratch_);
+  y_.set_mul_uW(x_, 2, q_);
+  x_.set_usub(context_, y_, work_, q_);
+  std::swap(x_, mean_);
+  return false;
+}
+
 }  // namespace
 
 void set_agm(Context& context, BigFloat& r, const BigFloat& a, const BigFloat& b, std::size_t p,
-             AlignedBufferC scratch) {
+             AlignedBufferC scratch, Progress* progress) {
   if (a.is_zero() || b.is_zero()) return r.set_zero();
   if (!a.sign || !b.sign)
     throw InvalidParametersException("set_agm()", "The argument is negative.");
-  const std::size_t q = working_precision(p), words = newton_result_words(q);
-  BigFloat x = carve_float(scratch, words);
-  BigFloat y = carve_float(scratch, words);
-  BigFloat mean = carve_float(scratch, words);
-  x.set_BigFloat(a, q);
-  y.set_BigFloat(b, q);
-  for (;;) {
-    throw_if_interrupted();
-    mean.set_uadd(context, x, y, q);
-    mean.set_div_sW(mean, 2, q);
-    r.set_sub(context, mean, y, q);
-    if (is_last(mean, r, q)) break;
-    r.set_mul(context, x, y, q, scratch);
-    set_sqrt(context, y, r, q, scratch);
-    std::swap(x, mean);
-  }
-  BigFloat& difference = x;
-  difference.set_BigFloat(r, q);
-  set_limit(context, r, mean, difference, q, scratch);
+  const std::size_t q = working_precision(p);
+  Steps steps(context, r, q, progress, scratch);
+  steps.run(a, b);
+  set_limit(context, r, steps.m(), steps.d(), q, scratch);
   r.truncate(p + kExtraPrecision);
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "arith/wide.h"
 #include "arith/word.h"
 
 namespace nmp::hash61 {
@@ -23,17 +24,10 @@ constexpr std::uint64_t subtract(std::uint64_t a, std::uint64_t b) {
   return add(fold(a), negate(b));
 }
 
-/// a * b mod 2^61 - 1 for a, b < 2^62, from 32-bit halves: no 128-bit type needed.
+/// a * b mod 2^61 - 1 for a, b < 2^62: 2^61 = 1, so the product's high part adds on.
 constexpr std::uint64_t multiply(std::uint64_t a, std::uint64_t b) {
-  a = fold(a);
-  b = fold(b);
-  const std::uint64_t a1 = a >> 32, a0 = a & 0xFFFFFFFFu, b1 = b >> 32, b0 = b & 0xFFFFFFFFu;
-  // a1, b1 < 2^29, so every partial sum below stays under 2^64.
-  const std::uint64_t low = a0 * b0;
-  const std::uint64_t middle = a1 * b0 + a0 * b1;  // < 2^62, weighs 2^32
-  const std::uint64_t high = a1 * b1;              // weighs 2^64 = 2^3
-  const std::uint64_t middle_folded = (middle >> 29) + ((middle << 32) & kPrime);  // 2^61 = 1
-  return fold(fold(low) + middle_folded + fold(high << 3));
+  const wide::Pair product = wide::multiply(fold(a), fold(b));
+  return fold((product.low & kPrime) + (product.high << 3 | product.low >> 61));
 }
 
 /// base^exponent mod 2^61 - 1.

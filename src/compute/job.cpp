@@ -7,10 +7,11 @@
 #include "compute/job_failures.h"
 #include "compute/writable_folder.h"
 #include "constants/catalogue.h"
+#include "digits/ncd_format.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "foundation/process_settings.h"
-#include "memory/allocator_names.h"
+#include "memory/allocator_choice.h"
 #include "platform/processor.h"
 
 namespace numforge {
@@ -88,7 +89,7 @@ void set_mode(Job& job, std::string_view name) {
 }
 
 void set_allocator(Job& job, std::string description) {
-  job.allocator = nmp::allocator_by_name(description).key;
+  job.allocator = nmp::parse_allocator(description).description();
 }
 
 void set_framework(Job& job, std::string description) {
@@ -139,12 +140,14 @@ void validate(const Job& job) {
   algorithm_by_key(constant, job.algorithm);
   if (job.decimal_digits == 0 && job.hex_digits == 0)
     refuse(kHere, "The number of digits to compute must be at least 1.");
+  if (job.bbp_check && (job.constant != "pi" || job.hex_digits == 0))
+    refuse(kHere, "-bbp:1 checks the last hexadecimal digits of Pi; this job has none.");
   if (job.mode == Mode::Swap)
     throw ModeNotSupportedException(
         kHere, "Swap Mode cannot run in this version yet. Please choose Ram Only (-mode:ram).");
   if (!job.output_enable) return;
-  if (job.digits_per_file != 0)
-    refuse(kHere, "Compressed digit files cannot be written by this version yet. Please use -C:0.");
+  if (job.digits_per_file != 0 && job.digits_per_file < nmp::kLeastDigitsPerFile)
+    refuse(kHere, "Invalid Digits per File");
   if (!make_writable(job.output_path)) refuse(kHere, "Path is not writable.");
 }
 

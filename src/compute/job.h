@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "foundation/build_profile.h"
+#include "memory/allocator_choice.h"
 #include "parallel/context.h"
 
 namespace numforge {
@@ -35,9 +36,10 @@ struct Job {
   bool output_enable = true;
   std::uint64_t digits_per_file = 0;  ///< 0: text file; kOneFile; else a count
   bool verify = true;
+  bool bbp_check = false;  ///< compare the last hexadecimal digits with the digit extractor's
 
   Mode mode = Mode::Ram;
-  std::string allocator = "malloc";
+  std::string allocator{nmp::kDefaultAllocator};
   std::string framework{nmp::parallel::kDefaultFramework};
   std::uint32_t task_decomposition = 1;
 
@@ -88,6 +90,7 @@ const char* mode_key(Mode mode);
 const char* mode_name(Mode mode);
 /// "Compress with 1,000,000 digits per file.", and so on.
 std::string digit_format_text(const Job& job);
+
 
 /// Switches compression off, with a warning, for a job with too few digits to compress. To be
 /// called when the job starts, before `validate`.

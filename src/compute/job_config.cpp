@@ -9,6 +9,7 @@
 #include "constants/catalogue.h"
 #include "foundation/config/notation.h"
 #include "foundation/exceptions.h"
+#include "memory/allocator_choice.h"
 
 namespace numforge {
 namespace {
@@ -48,6 +49,11 @@ class Taker {
     Taker inner(value->object());
     use(inner);
     inner.finish();
+  }
+  /// An object whose members somebody else knows.
+  template <typename Use>
+  void whole_object(const char* key, Use use) {
+    if (const Value* value = take(key)) use(value->object());
   }
   void flag(const char* key, bool& field) {
     integer(key, [&](std::int64_t n) { field = n != 0; });
@@ -173,6 +179,9 @@ Job job_from_config(const Object& settings, const nmp::BuildProfile& profile) {
   all.flag("OutputVerify", job.verify);
   all.string("Mode", [&](const std::string& mode) { set_mode(job, mode); });
   all.object("Parallelism", [&](Taker& parallelism) { take_parallelism(parallelism, job); });
+  all.whole_object("Allocator", [&](const Object& allocator) {
+    job.allocator = nmp::allocator_from_config(allocator).description();
+  });
   all.object("Memory", [&](Taker& memory) { take_memory(memory, job); });
   all.object("Checkpointing", [&](Taker& checkpointing) {
     checkpointing.flag("Enabled", job.checkpointing);
@@ -215,6 +224,7 @@ void write_config(const Job& job, Object& settings) {
   framework.add_string("Framework", job.framework.substr(0, colon));
   if (colon != std::string::npos)
     framework.add_integer("Threads", std::stoll(job.framework.substr(colon + 1)));
+  nmp::add_to_config(settings.add_object("Allocator"), nmp::parse_allocator(job.allocator));
   if (job.mode == Mode::Swap) write_swap_mode(job, settings);
 }
 

@@ -8,7 +8,7 @@
 #include "constants/catalogue_menu.h"
 #include "foundation/console.h"
 #include "foundation/format.h"
-#include "memory/allocator_names.h"
+#include "memory/allocator_menu.h"
 
 namespace numforge {
 namespace {
@@ -144,13 +144,9 @@ void ask_multi_threading(Job& job) {
 }
 
 void ask_allocator(Job& job) {
-  console::print_line("\n\nSelect a Memory Allocator:\n");
-  const std::span<const nmp::AllocatorName> names = nmp::allocator_names();
-  for (std::size_t i = 0; i < names.size(); ++i)
-    console::print_line(row(i, names[i].key, names[i].display_name));
-  console::print_line();
-  if (const std::optional<std::size_t> choice = choose_row(names.size()))
-    set_allocator(job, names[*choice].key);
+  if (const std::optional<nmp::AllocatorChoice> choice =
+          nmp::choose_allocator(nmp::parse_allocator(job.allocator)))
+    job.allocator = choice->description();
 }
 
 void ask_checkpointing(Job& job) {

@@ -12,6 +12,7 @@
 #include "arith/big_float.h"
 #include "arith/kernels/kernel_set.h"
 #include "arith/multiply/algorithm_table.h"
+#include "compute/bbp_check.h"
 #include "compute/precision.h"
 #include "compute/report.h"
 #include "compute/status_display.h"
@@ -19,12 +20,13 @@
 #include "constants/formula.h"
 #include "digits/file_names.h"
 #include "digits/float_writer.h"
+#include "digits/ncd_set_writer.h"
 #include "digits/read_check.h"
 #include "digits/text_writer.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
-#include "memory/page_block.h"
+#include "memory/memory_block.h"
 #include "parallel/context.h"
 #include "platform/process.h"
 #include "platform/processor.h"
@@ -68,6 +70,7 @@ class Run {
         precision_(checked_precision(job)),
         formula_(Formulas::make_formula(job.constant, job.argument, job.algorithm)),
         framework_(nmp::parallel::make_context(job.framework)),
+        allocator_(nmp::parse_allocator(job.allocator)),
         context_{*framework_, table_, formula_->longest_product(precision_),
                  job.task_decomposition} {
     for (const nmp::TuningLine& line : job.profile->tuning) {
@@ -79,7 +82,7 @@ class Run {
   /// Sizes, and the tables that the program will hold.
   JobNeeds needs() {
     table_.prepare(4 * precision_);
-    return {nmp::platform::peak_memory(), block_bytes()};
+    return {nmp::platform::peak_memory() + nmp::MemoryBlock::kFenceBytes, block_bytes()};
   }
   void execute(std::optional<std::uint64_t> shown_block);
   /// Says which digit files of a job that was broken off are complete.
@@ -99,6 +102,9 @@ class Run {
     return radix == 10 ? job_.decimal_digits : job_.hex_digits;
   }
   std::string stem(unsigned radix) const;
+  std::string allocator_text() const {
+    return std::string(allocator_.type->display_name) + "  (" + allocator_.description() + ")";
+  }
   RadixReport produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
                       AlignedBufferC scratch);
   void write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& report,
@@ -110,6 +116,7 @@ class Run {
   std::size_t precision_;
   std::unique_ptr<Formulas::Formula> formula_;
   std::unique_ptr<nmp::parallel::Context> framework_;
+  nmp::AllocatorChoice allocator_;
   nmp::AlgorithmTable table_;
   nmp::Context context_;
   std::vector<std::string> files_;  ///< complete by now
@@ -139,11 +146,12 @@ std::string Run::stem(unsigned radix) const {
                               algorithm_file_text(job_));
 }
 
+void row(const char* label, const std::string& value) {
+  nmp::console::print('w', label);
+  nmp::console::print_line('G', value);
+}
+
 void Run::announce(std::uint64_t memory) const {
-  const auto row = [](const char* label, const std::string& value) {
-    nmp::console::print('w', label);
-    nmp::console::print_line('G', value);
-  };
   nmp::console::print_line();
   row("  Constant:            ", constant_name(job_));
   row("  Algorithm:           ",
@@ -151,10 +159,11 @@ void Run::announce(std::uint64_t memory) const {
                 job_.argument, precision_));
   row("  Decimal Digits:      ", nmp::with_commas(job_.decimal_digits));
   row("  Hexadecimal Digits:  ", nmp::with_commas(job_.hex_digits));
+  row("  Output Format:       ", digit_format_text(job_));
   row("  Computation Mode:    ", "Ram Only");
   row("  Multi-Threading:     ", framework_->description());
+  row("  Memory Allocator:    ", allocator_text());
   row("  Memory Needed:       ", nmp::exact_byte_size(memory));
-  nmp::console::print_line();
 }
 
 JobReport Run::describe(std::uint64_t memory_needed) const {
@@ -165,6 +174,7 @@ JobReport Run::describe(std::uint64_t memory_needed) const {
   report.decimal_digits = job_.decimal_digits;
   report.hex_digits = job_.hex_digits;
   report.framework = framework_->description();
+  report.allocator = allocator_text();
   report.threads = framework_->threads();
   report.processor = nmp::platform::processor_name();
   report.kernels = nmp::kernels().name;
@@ -185,9 +195,12 @@ void Run::execute(std::optional<std::uint64_t> shown_block) {
     nmp::console::print_line("This is a known bug for some constants.");
   }
   JobReport report = describe(needed.memory());
+  nmp::MemoryBlock block(allocator_.make(), static_cast<std::size_t>(needed.block));
+  report.memory_granted = block.statement();
+  row("  Memory Granted:      ", block.statement());
+  nmp::console::print_line();
 
   StatusDisplay status;
-  const nmp::PageBlock block(static_cast<std::size_t>(needed.block));
   AlignedBufferC scratch = block.buffer();
   const std::size_t words = formula_->result_words(context_, precision_);
   nmp::BigFloat number(scratch.carve<Word>(words), static_cast<std::uint32_t>(words));
@@ -199,6 +212,7 @@ void Run::execute(std::optional<std::uint64_t> shown_block) {
   report.stages = status.stages();
   report.total_seconds = status.total_seconds();
   report.memory_used = nmp::platform::peak_memory();
+  block.release();
   if (!report.file.empty()) write_report(report);
   print_report(report);
 }
@@ -221,6 +235,10 @@ RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisp
   status.stage("Output");
   write_digits(writer, radix, report, status, scratch);
   writer.verify_binary_words(&status);
+  if (job_.bbp_check && radix == 16) {
+    status.stage("BBP Check");
+    report.bbp_check = check_with_bbp(report.last_digits, report.digits, *framework_, &status);
+  }
   return report;
 }
 
@@ -229,22 +247,36 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
   nmp::HashedDigits record(radix);
   nmp::LastDigits last;
   last.set(radix);
-  if (job_.output_enable) {
+  const auto write_to = [&](nmp::DigitSink* sink) {
+    writer.write(context_, &status, sink, record, last, scratch);
+    report.last_digits_label = last.label();
+    report.last_digits = last.text();
+    report.hash = record.hash();
+  };
+  if (!job_.output_enable) return write_to(nullptr);
+  const bool verify = report.verified = job_.verify;
+  if (job_.digits_per_file == 0) {
     report.file = stem(radix) + ".txt";
     nmp::BasicTextWriter file(report.file, writer.first_digits(), radix, report.digits);
-    writer.write(context_, &status, &file, record, last, scratch);
+    write_to(&file);
     file.close();
     files_.push_back(report.file);
-  } else {
-    writer.write(context_, &status, nullptr, record, last, scratch);
+    if (!verify) return;
+    status.stage("Output Check");
+    return nmp::read_check(*framework_, report.file, record, &status);
   }
-  report.last_digits_label = last.label();
-  report.last_digits = last.text();
-  report.hash = record.hash();
-  if (!job_.output_enable || !job_.verify) return;
+  const std::string name =
+      nmp::digit_file_stem("", constant_name(job_), radix, algorithm_file_text(job_));
+  nmp::BasicNcdSetWriter set(job_.output_path, name, static_cast<std::uint8_t>(radix),
+                             job_.digits_per_file, report.digits, writer.first_digits());
+  write_to(&set);
+  report.file = set.file_path(0);
+  report.digits_per_file = set.digits_per_file();
+  const auto reader = set.close_and_get_basic_reader();
+  files_.push_back(report.file);
+  if (!verify) return;
   status.stage("Output Check");
-  nmp::read_check(report.file, record, &status);
-  report.verified = true;
+  nmp::read_check(*framework_, *reader, record, &status);
 }
 
 }  // namespace

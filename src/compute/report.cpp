@@ -30,8 +30,15 @@ void add_radix(std::vector<std::string>& lines, const RadixReport& radix) {
   }
   lines.push_back(row("Digit Hash:", std::to_string(radix.hash) + "  (1 - " +
                                          nmp::with_commas(radix.digits) + ", modulo 2^61 - 1)"));
+  if (!radix.bbp_check.empty()) lines.push_back(row("BBP Check:", radix.bbp_check));
   if (radix.file.empty()) return;
   lines.push_back(row("File:", radix.file));
+  if (radix.digits_per_file != 0) {
+    const std::uint64_t files = (radix.digits - 1) / radix.digits_per_file + 1;
+    lines.push_back(row("Compressed Files:", nmp::with_commas(files) + "  (" +
+                                                 nmp::with_commas(radix.digits_per_file) +
+                                                 " digits per file)"));
+  }
   lines.push_back(row("Read back:", radix.verified ? "verified" : "not verified"));
 }
 
@@ -48,6 +55,8 @@ std::vector<std::string> JobReport::lines() const {
   lines.push_back(row("Threads:", std::to_string(threads) + "  (" + framework + ")"));
   lines.push_back(row("Started:", started));
   lines.push_back("");
+  lines.push_back(row("Memory Allocator:", allocator));
+  lines.push_back(row("Memory Granted:", memory_granted));
   lines.push_back(row("Memory Needed:", nmp::exact_byte_size(memory_needed)));
   lines.push_back(row("Peak Memory Used:", nmp::exact_byte_size(memory_used)));
   lines.push_back("");

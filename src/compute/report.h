@@ -13,10 +13,12 @@ namespace numforge {
 struct RadixReport {
   std::string last_digits_label;  ///< "Last Decimal Digits:"
   std::string last_digits;
-  std::uint64_t digits = 0;  ///< after the point; also the position of the last one
-  std::uint64_t hash = 0;    ///< of all of them, as one integer modulo 2^61 - 1
-  std::string file;          ///< empty: not written
-  bool verified = false;     ///< the file was read back and compared
+  std::uint64_t digits = 0;           ///< after the point; also the position of the last one
+  std::uint64_t hash = 0;             ///< of all of them, as one integer modulo 2^61 - 1
+  std::string file;                   ///< the only one or the first; empty: not written
+  std::uint64_t digits_per_file = 0;  ///< 0: a text file
+  bool verified = false;              ///< the file was read back and compared
+  std::string bbp_check;  ///< outcome of the comparison with the digit extractor, if any
 };
 
 struct JobReport {
@@ -27,6 +29,7 @@ struct JobReport {
   unsigned threads = 1;
   std::string processor, kernels;  ///< name of the machine's processor; instruction set in use
   std::string started;             ///< local date and time
+  std::string allocator, memory_granted;             ///< where the memory came from, and how
   std::uint64_t memory_needed = 0, memory_used = 0;  ///< bytes, the program itself included
   std::vector<StageTime> stages;
   double total_seconds = 0;

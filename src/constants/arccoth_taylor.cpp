@@ -138,6 +138,9 @@ class SeriesArcCoth : public Series {
     // P/Q is at most its first term over 1 - x^-2 >= 3/4.
     return {q - 2 * log2_x_ - std::log2(static_cast<double>(2 * a + 3)) + 1, q, r};
   }
+  double gained_bits(std::uint64_t a) const override {
+    return nmp::BinarySplitting::linear_gain(2 * log2_x_, a);
+  }
   const CommonFactors* factors() const override {
     static const CommonFactors odd = CommonFactors::of_odd_numbers();
     return &odd;

@@ -4,8 +4,10 @@
 #include <string>
 
 #include "arith/newton.h"
+#include "constants/catalan_huvent.h"
 #include "constants/e_taylor.h"
 #include "constants/euler_gamma.h"
+#include "constants/lemniscate.h"
 #include "constants/log_machin.h"
 #include "constants/machin_search.h"
 #include "constants/pi_series.h"
@@ -28,6 +30,7 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
   if (constant == "goldenratio") return std::make_unique<GoldenRatio_Newton_BigFloatR>(1);
   if (constant == "e")
     return std::make_unique<e_Taylor_BigFloatR>(/*alternating=*/algorithm == "exp(-1)", 1);
+  if (constant == "lemniscate") return make_lemniscate(algorithm, 1);
   if (constant == "pi") {
     const bool reduced = algorithm.ends_with("-reduced");
     if (algorithm.starts_with("chudnovsky")) return make_pi_chudnovsky(reduced);
@@ -43,6 +46,7 @@ std::unique_ptr<Formula> make_formula(std::string_view constant, std::uint64_t a
         log_formula(static_cast<std::uint32_t>(argument), algorithm));
   if (constant == "zeta3")
     if (const QuotientTerms* terms = zeta3_terms(algorithm)) return make_quotient_series(*terms);
+  if (constant == "catalan" && algorithm == "huvent") return make_catalan_huvent();
   if (constant == "catalan")
     if (const QuotientTerms* terms = catalan_terms(algorithm)) return make_quotient_series(*terms);
   throw nmp::InvalidParametersException("make_formula()", "This version cannot compute \"" +

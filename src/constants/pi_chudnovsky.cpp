@@ -3,6 +3,7 @@
 // Source: D. V. and G. V. Chudnovsky, Approximations and complex multiplication according to
 // Ramanujan, 1988 [Chudnovsky1988].
 #include <cmath>
+#include <numbers>
 
 #include "arith/hash61.h"
 #include "constants/pi_formula.h"
@@ -93,6 +94,9 @@ class SeriesPiChudnovsky : public Series {
     Pi_Chudnovsky_BSR_End_Q2(term.Q, k);
     term.P_positive = false;
     term.R_positive = true;
+  }
+  double gained_bits(std::uint64_t a) const override {
+    return nmp::BinarySplitting::linear_gain(kRate / std::numbers::ln2, a);
   }
   const CommonFactors* factors() const override { return &factors_; }
   std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }

@@ -2,6 +2,7 @@
 //   R(k) = (4k-3)(2k-1)(4k-1)     Q(k) = 396^4/8 k^3        P(k) = (1103 + 26390 k) R(k)
 // Source: S. Ramanujan, Modular equations and approximations to pi, 1914 [Ramanujan1914].
 #include <cmath>
+#include <numbers>
 
 #include "arith/hash61.h"
 #include "constants/pi_formula.h"
@@ -92,6 +93,9 @@ class SeriesPiRamanujan : public Series {
     Pi_Ramanujan_BSR_End_P2(term.P, k);
     Pi_Ramanujan_BSR_End_Q2(term.Q, k);
     Pi_Ramanujan_BSR_End_R2(term.R, k);
+  }
+  double gained_bits(std::uint64_t a) const override {
+    return nmp::BinarySplitting::linear_gain(kRate / std::numbers::ln2, a);
   }
   const CommonFactors* factors() const override { return &factors_; }
   std::uint64_t leaf_terms(bool drops) const override { return drops ? Leaf::kMostTerms : 0; }

@@ -1,10 +1,14 @@
 #include "constants/series_sum.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <numeric>
+#include <span>
 
 #include "arith/newton.h"
 #include "constants/quotient_finish.h"
+#include "parallel/serial.h"
 
 namespace numforge::Formulas {
 namespace {
@@ -21,8 +25,47 @@ std::size_t extra_words(std::size_t count, double cancellation) {
   return static_cast<std::size_t>(std::max(std::ceil(std::log2(units) / nmp::kWordBits) - 1, 0.0));
 }
 
-/// Room for a sum of two numbers of w words.
+/// Room for a number of w words, and a carry.
 std::size_t number_words(std::size_t w) { return nmp::newton_result_words(w); }
+
+/// The same context for one thread of it.
+struct SerialPart {
+  explicit SerialPart(const nmp::Context& whole)
+      : context{threads, whole.products, whole.longest_product, 1} {}
+  nmp::parallel::SerialContext threads;
+  nmp::Context context;
+};
+
+/// What other threads than the job's own say.
+class NoProgress final : public nmp::Progress {
+ public:
+  void stage(std::string_view) override {}
+  void note(std::string_view) override {}
+  void step(std::string_view) override {}
+  void trail(char, std::string_view) override {}
+  void untrail(std::size_t) override {}
+  void advance(double) override {}
+};
+
+/// Places of the series, those with the longest numbers first.
+std::vector<std::size_t> longest_first(
+    std::span<const std::unique_ptr<const nmp::BinarySplitting::Series>> series) {
+  std::vector<std::size_t> order(series.size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return series[a]->expansion_factor > series[b]->expansion_factor;
+  });
+  return order;
+}
+
+/// sum += value, or = where it is the first.
+void add_to(nmp::Context& context, BigFloat& sum, const BigFloat& value, bool first, std::size_t w,
+            AlignedBufferC scratch) {
+  if (first) return sum.set_BigFloat(value, w);
+  BigFloat total = carve_float(scratch, number_words(w));
+  total.set_add(context, sum, value, w);
+  sum.set_BigFloat(total, w);
+}
 
 }  // namespace
 
@@ -42,30 +85,75 @@ std::size_t SeriesSum::result_words(nmp::Context& context, std::size_t p) const 
   return most;
 }
 
-std::size_t SeriesSum::scratch_bytes(nmp::Context& context, std::size_t p) const {
-  const std::size_t w = working_precision(p);
+std::size_t SeriesSum::one_scratch(nmp::Context& context, std::size_t p) const {
   std::size_t most = 0;
   for (const auto& one : series)
-    most = std::max(most, QuotientFinish{*one}.scratch_bytes(context, w));
-  return carved_bytes<Word>(number_words(w)) + most;
+    most = std::max(most, QuotientFinish{*one}.scratch_bytes(context, working_precision(p)));
+  return most;
+}
+
+std::size_t SeriesSum::at_once(const nmp::Context& context, std::size_t p) const {
+  const std::size_t threads = std::min(context.threads.threads(), context.most_tasks);
+  return p <= threads * kWordsPerThread ? std::min(threads, series.size()) : 1;
+}
+
+std::size_t SeriesSum::scratch_bytes(nmp::Context& context, std::size_t p) const {
+  const std::size_t number = carved_bytes<Word>(number_words(working_precision(p)));
+  const std::size_t count = at_once(context, p);
+  if (count == 1) return number + one_scratch(context, p);
+  SerialPart serial(context);
+  const std::size_t arena =
+      carved_bytes<Word>(result_words(serial.context, p)) + one_scratch(serial.context, p);
+  return (1 + series.size()) * number + count * arena;
+}
+
+void SeriesSum::sum_at_once(nmp::Context& context, BigFloat& sum, std::size_t p,
+                            nmp::Progress& progress, AlignedBufferC scratch) const {
+  const std::size_t w = working_precision(p), count = at_once(context, p);
+  SerialPart serial(context);
+  std::vector<BigFloat> values;
+  for (std::size_t i = 0; i < series.size(); ++i)
+    values.push_back(carve_float(scratch, number_words(w)));
+  const std::size_t words = result_words(serial.context, p);
+  const std::size_t arena_bytes = carved_bytes<Word>(words) + one_scratch(serial.context, p);
+  std::vector<AlignedBufferC> arenas;
+  for (std::size_t i = 0; i < count; ++i) arenas.push_back(scratch.spawn(arena_bytes));
+
+  progress.stage("Series");
+  progress.step("Summing " + std::to_string(series.size()) + " series: ");
+  const std::vector<std::size_t> order = longest_first(series);
+  std::atomic<std::size_t> next = 0;
+  context.threads.parallel_for(0, count, 1, [&](std::size_t first, std::size_t last) {
+    for (std::size_t arena = first; arena < last; ++arena) {
+      NoProgress silent;
+      for (std::size_t turn = next++; turn < order.size(); turn = next++) {
+        AlignedBufferC rest = arenas[arena];
+        BigFloat value = carve_float(rest, words);
+        nmp::Context part = serial.context;
+        QuotientFinish{*series[order[turn]]}.compute(part, value, w, silent, rest);
+        values[order[turn]].set_BigFloat(value, w);
+      }
+    }
+  });
+  for (std::size_t i = 0; i < values.size(); ++i)
+    add_to(context, sum, values[i], i == 0, w, arenas[0]);
 }
 
 void SeriesSum::compute(nmp::Context& context, BigFloat& result, std::size_t p,
                         nmp::Progress& progress, AlignedBufferC scratch) const {
   const std::size_t w = working_precision(p);
   BigFloat sum = carve_float(scratch, number_words(w));
-  for (std::size_t i = 0; i < series.size(); ++i) {
-    if (i < names.size()) progress.note(names[i]);
-    QuotientFinish{*series[i]}.compute(context, result, w, progress, scratch);
-    if (i != 0) {
-      AlignedBufferC rest = scratch;
-      BigFloat value = carve_float(rest, number_words(w));
-      value.set_BigFloat(result, w);
-      result.set_add(context, sum, value, w);
+  if (at_once(context, p) > 1) {
+    for (const std::string& name : names) progress.note(name);
+    sum_at_once(context, sum, p, progress, scratch);
+  } else {
+    for (std::size_t i = 0; i < series.size(); ++i) {
+      if (i < names.size()) progress.note(names[i]);
+      QuotientFinish{*series[i]}.compute(context, result, w, progress, scratch);
+      add_to(context, sum, result, i == 0, w, scratch);
     }
-    sum.set_BigFloat(result, w);
   }
-  result.truncate(p + nmp::kExtraPrecision);
+  result.set_BigFloat(sum, p);
 }
 
 }  // namespace numforge::Formulas

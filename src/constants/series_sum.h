@@ -22,12 +22,19 @@ namespace numforge::Formulas {
 /// V = the sum of |v_i| bounds every partial sum. With m series and a cancellation C >= V / |value|
 /// the value is off by less than (2 + 4 m) C 2^(-32 (w + 1)) of itself; w is the least precision
 /// that keeps this below 2^(-32 p).
+///
+/// Schedule. As a rule the series are summed one after the other in the same memory, by all
+/// threads together. Short ones, whose parts would be too small to keep the threads busy, go at
+/// once instead, each on one thread in memory of its own: up to kWordsPerThread words of precision
+/// for each thread. The words are the same.
 struct SeriesSum {
   /// Each made for `series_words(p, number of series, cancellation)`.
   std::vector<std::unique_ptr<const nmp::BinarySplitting::Series>> series;
   double cancellation = 1;
   /// What each series is called in the run; may be empty.
   std::vector<std::string> names;
+
+  static constexpr std::size_t kWordsPerThread = std::size_t{1} << 14;
 
   /// Precision in words that the series of a result of p words must have terms for.
   static std::size_t series_words(std::size_t p, std::size_t count, double cancellation);
@@ -39,6 +46,12 @@ struct SeriesSum {
 
  private:
   std::size_t working_precision(std::size_t p) const;
+  /// Series that go at once; 1: all threads work on each.
+  std::size_t at_once(const nmp::Context& context, std::size_t p) const;
+  /// Bytes for the longest of the series, its result not included.
+  std::size_t one_scratch(nmp::Context& context, std::size_t p) const;
+  void sum_at_once(nmp::Context& context, nmp::BigFloat& sum, std::size_t p,
+                   nmp::Progress& progress, nmp::AlignedBufferC scratch) const;
 };
 
 }  // namespace numforge::Formulas

@@ -20,6 +20,8 @@ class DigitCounts {
   /// Appends digits[0, count) on the right. InvalidParametersException "Invalid Digit" where one is
   /// not below the radix; nothing has changed then.
   void append(const std::uint8_t* digits, std::size_t count);
+  /// Appends a range of which these are the counts and the hash.
+  void append(const std::array<std::uint64_t, kMaxRadix>& counts, std::uint64_t hash);
   /// Appends a range of the same radix on the right.
   void append(const DigitCounts& right);
 

@@ -20,7 +20,7 @@ class DigitSink {
 
 class DigitCounts;
 
-/// The digits of a file or a set of files.
+/// The digits of a file or a set of files. Several threads may load digits at once.
 class DigitReader {
  public:
   virtual ~DigitReader() = default;
@@ -29,6 +29,9 @@ class DigitReader {
   virtual const std::string& first_digits() const = 0;
   /// Digits after the point.
   virtual std::uint64_t total_digits() const = 0;
+  /// Throws where a range is known to be not there as a whole, with all that is missing of it. What
+  /// passes may still turn out to be damaged.
+  virtual void require(std::uint64_t offset, std::uint64_t count) = 0;
   /// digits[0, count) = the digits from `offset` on. A range past the end is "Out of range.".
   virtual void load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) = 0;
   /// Appends the digits of a range to `counts`.

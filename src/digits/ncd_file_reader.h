@@ -51,6 +51,8 @@ class BasicNcdFileReader {
   void load_stats(DigitCounts& counts, const DigitRange& range);
 
  private:
+  [[noreturn]] void fail_digit() const;
+
   FileIO::CheckedFile file_;
   NcdHeader header_;
   DigitRange range_;

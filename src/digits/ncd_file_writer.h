@@ -14,8 +14,8 @@ namespace nmp {
 
 class BasicNcdFileWriter {
  public:
-  /// Creates PATH_BASE, the file id, " (incomplete).ncd", with its header and room for all words of
-  /// a block. total_digits = 0: not known. FileException, also for a disk without room;
+  /// Creates PATH_BASE, the file id, " (incomplete).ncd", with its header and room for its words.
+  /// total_digits = 0: not known. FileException, also for a disk without room;
   /// InvalidParametersException "Unsupported Radix", "File ID is out of range.", "Invalid Range -
   /// Failed: s < e", and "Invalid Parameters" for digits per file that no reader accepts and for
   /// first digits that are empty or hold a blank or control character.
@@ -51,20 +51,16 @@ class BasicNcdFileWriter {
     unsigned digits = 0;
   };
 
-  NcdHeader checked_header(const std::string& first_digits, std::uint8_t radix,
-                           std::uint64_t digits_per_file, std::uint64_t total_digits,
-                           std::uint64_t file_id) const;
   void start_access(const DigitRange& range);
-  void end_access(const DigitRange& range);
-  void store_words(const std::uint8_t* digits, std::uint64_t first_word, std::uint64_t words);
-  void add_to_word(std::uint64_t word, std::uint64_t value, unsigned digits);
+  void cancel_access(const DigitRange& range);
   std::uint64_t partial_value(const std::uint8_t* digits, unsigned first, unsigned count) const;
-  unsigned digits_of_word(std::uint64_t word) const;
+  void store_words(const std::uint8_t* digits, std::uint64_t first, std::size_t count);
+  void add_to_word(std::uint64_t word, std::uint64_t value, unsigned digits);
 
   const NcdHeader header_;
+  const DigitRange range_;
+  const unsigned digits_per_word_;
   const std::string path_, incomplete_path_;
-  DigitRange range_;
-  unsigned digits_per_word_;
   std::uint64_t data_offset_ = 0;
   FileIO::CheckedFile file_;
   mutable std::mutex mutex_;                        ///< guards what follows

@@ -11,8 +11,9 @@
 //   BlockID:<TAB>1                    this file holds the digits from BlockID * Blocksize on
 //   EndHeader
 //
-// A set is the files BASE0.ncd, BASE1.ncd, ...; each holds the words (digit_words.h) of one block,
-// room for a whole one also where the set ends earlier.
+// A set is the files BASE0.ncd, BASE1.ncd, ...; each holds the words (digit_words.h) of one block.
+// Files of others may go on to the end of the block where the set has ended, and digits of the last
+// word behind the file's last one mean nothing; here the file ends with that word, filled with 0.
 #pragma once
 
 #include <cstddef>
@@ -50,6 +51,9 @@ struct NcdHeader {
   std::uint64_t digits_per_file = 0;
   std::uint64_t file_id = 0;
 };
+
+/// Whether a header can carry this text: readers take what stands between blanks.
+bool is_ncd_first_digits(std::string_view text);
 
 /// The header and the zero byte behind it.
 std::string ncd_header_text(const NcdHeader& header);

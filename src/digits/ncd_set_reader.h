@@ -10,7 +10,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "digits/digit_sink.h"
@@ -30,7 +32,6 @@ class BasicNcdSetReader final : public DigitReader {
   explicit BasicNcdSetReader(const std::string& file_name,
                              const std::vector<std::string>& search_paths = {},
                              std::size_t width = 0);
-  ~BasicNcdSetReader() override;
 
   unsigned radix() const override { return radix_; }
   /// The header's first digits up to the point, the point not included.
@@ -49,6 +50,7 @@ class BasicNcdSetReader final : public DigitReader {
 
   /// FileException "This digit stream does not have enough digits.", "Missing required files."
   /// after a list of them on the console, and what BasicNcdFileReader throws.
+  void require(std::uint64_t offset, std::uint64_t count) override { make_commands(offset, count); }
   void load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) override;
   void load_stats(DigitCounts& counts, std::uint64_t offset, std::uint64_t count) override;
 
@@ -71,10 +73,15 @@ class BasicNcdSetReader final : public DigitReader {
     File file;
   };
 
-  File find_file(std::uint64_t file_id);
-  File open_candidate(const std::string& path, std::uint64_t file_id);
+  File open_named(const std::string& name);
+  void take_metadata(const BasicNcdFileReader& file);
+  void strip_number(std::string_view stem, const BasicNcdFileReader& file, std::size_t width);
   void check_metadata(const BasicNcdFileReader& file, std::uint64_t file_id) const;
-  void keep(std::uint64_t file_id, const File& file);
+  File find_file(std::uint64_t file_id) const;
+  File search(std::uint64_t file_id) const;
+  bool is_there(std::uint64_t file_id) const;
+  File file(const char* function, std::uint64_t file_id);
+  [[noreturn]] void fail_to_open(const char* function, std::uint64_t file_id) const;
 
   std::string name_;  ///< base name without its folder
   std::size_t width_ = 0;
@@ -82,10 +89,11 @@ class BasicNcdSetReader final : public DigitReader {
   unsigned radix_ = 0, digits_per_word_ = 0;
   std::uint64_t stated_digits_ = 0, digits_per_file_ = 0;
 
-  mutable std::mutex mutex_;                    ///< guards what follows
-  std::vector<std::string> folders_;            ///< of the named file, then the search paths
-  std::map<std::uint64_t, std::string> paths_;  ///< of the blocks that were found
-  std::list<OpenFile> open_;                    ///< the last one used in front
+  mutable std::mutex mutex_;          ///< guards what follows
+  std::vector<std::string> folders_;  ///< of the named file, then the search paths
+  mutable std::map<std::uint64_t, std::string> paths_;  ///< of the blocks that were found
+  mutable std::list<OpenFile> open_;                    ///< the last one used in front
+  mutable std::optional<std::uint64_t> reachable_;  ///< blocks from 0 on, where that was counted
 };
 
 }  // namespace nmp

@@ -54,7 +54,6 @@ class BasicNcdSetWriter final : public DigitSink {
 
  private:
   std::shared_ptr<BasicNcdFileWriter> file(std::uint64_t file_id);
-  void close_complete(std::uint64_t file_id, const std::shared_ptr<BasicNcdFileWriter>& file);
 
   const std::string base_;  ///< folder and name
   const std::string first_digits_;
@@ -62,7 +61,7 @@ class BasicNcdSetWriter final : public DigitSink {
   const std::uint64_t digits_per_file_, total_digits_;
   std::mutex mutex_;                                                    ///< guards what follows
   std::map<std::uint64_t, std::shared_ptr<BasicNcdFileWriter>> files_;  ///< the open ones
-  bool any_file_ = false;
+  std::set<std::uint64_t> complete_;                                    ///< the closed ones
 };
 
 }  // namespace nmp

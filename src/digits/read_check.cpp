@@ -1,10 +1,10 @@
 #include "digits/read_check.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <vector>
 
 #include "digits/digit_text.h"
+#include "digits/range_stats.h"
 #include "digits/text_reader.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
@@ -14,8 +14,6 @@ namespace nmp {
 namespace {
 
 constexpr const char* kFunction = "read_check()";
-/// Digits between two looks at the status and at the user's wish to stop.
-constexpr std::uint64_t kBlock = std::uint64_t{1} << 22;
 
 void begin_step(unsigned radix, Progress* progress) {
   if (radix != 10 && radix != 16) throw InvalidParametersException(kFunction, "Invalid radix.");
@@ -32,21 +30,17 @@ void check_first_digits(const DigitReader& reader) {
                                                 : "Invalid hexadecimal digit in first digits.");
 }
 
-DigitCounts read_all(DigitReader& reader, Progress* progress) {
-  DigitCounts counts(reader.radix());
+DigitCounts read_all(parallel::Context& context, DigitReader& reader, Progress* progress) {
   const std::uint64_t total = reader.total_digits();
+  if (progress == nullptr) return range_stats(context, reader, 0, total);
   std::size_t shown = 0;
-  for (std::uint64_t offset = 0; offset < total; offset += kBlock) {
-    throw_if_interrupted();
-    reader.load_stats(counts, offset, std::min(kBlock, total - offset));
-    if (progress == nullptr) continue;
-    const std::string text = "Verifying...  " + with_commas(counts.total()) + "  digits hashed";
+  return range_stats(context, reader, 0, total, [&](const DigitCounts& so_far) {
     progress->untrail(shown);
-    progress->trail('w', text);
-    progress->advance(static_cast<double>(counts.total()) / static_cast<double>(total));
-    shown = text.size();
-  }
-  return counts;
+    progress->trail('w', "Verifying...  " + with_commas(so_far.total()) + "  digits hashed");
+    shown = 1;
+    if (total != 0)
+      progress->advance(static_cast<double>(so_far.total()) / static_cast<double>(total));
+  });
 }
 
 void show_difference(const DigitCounts& written, const DigitCounts& read) {
@@ -56,9 +50,10 @@ void show_difference(const DigitCounts& written, const DigitCounts& read) {
                                "Read-Back Counts =\n" + read.listing());
 }
 
-void compare(DigitReader& reader, const HashedDigits& written, Progress* progress) {
+void compare(parallel::Context& context, DigitReader& reader, const HashedDigits& written,
+             Progress* progress) {
   check_first_digits(reader);
-  const DigitCounts read = read_all(reader, progress);
+  const DigitCounts read = read_all(context, reader, progress);
   if (read == written.counts()) return;
   show_difference(written.counts(), read);
   throw AlgorithmFailedException(kFunction,
@@ -67,15 +62,17 @@ void compare(DigitReader& reader, const HashedDigits& written, Progress* progres
 
 }  // namespace
 
-void read_check(DigitReader& reader, const HashedDigits& written, Progress* progress) {
+void read_check(parallel::Context& context, DigitReader& reader, const HashedDigits& written,
+                Progress* progress) {
   begin_step(reader.radix(), progress);
-  compare(reader, written, progress);
+  compare(context, reader, written, progress);
 }
 
-void read_check(const std::string& path, const HashedDigits& written, Progress* progress) {
+void read_check(parallel::Context& context, const std::string& path, const HashedDigits& written,
+                Progress* progress) {
   begin_step(written.radix(), progress);
   BasicTextReader reader(path, written.radix());
-  compare(reader, written, progress);
+  compare(context, reader, written, progress);
 }
 
 }  // namespace nmp

@@ -2,16 +2,18 @@
 
 #include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "digits/digit_counts.h"
 #include "digits/digit_text.h"
 #include "foundation/exceptions.h"
+#include "foundation/progress.h"
 
 namespace nmp {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 64;
-constexpr std::size_t kBlock = std::size_t{1} << 18;
+constexpr std::size_t kBlock = std::size_t{1} << 17;  ///< a processor's own cache holds it
 
 unsigned supported_radix(unsigned radix) {
   if (radix != 10 && radix != 16)
@@ -36,11 +38,20 @@ BasicTextReader::BasicTextReader(const std::string& path, unsigned radix)
   total_digits_ = size_without_line_breaks() - first_byte_;
 }
 
+/// Not below first_byte_: a file may have shrunk meanwhile, and some files that the system makes up
+/// state no size.
 std::uint64_t BasicTextReader::size_without_line_breaks() {
-  std::uint64_t size = file_.size();
-  for (char last; size > first_byte_; --size) {
-    file_.read_exact(&last, 1, size - 1);
-    if (last != '\r' && last != '\n') break;
+  char block[4096];
+  std::uint64_t size = std::max(file_.size(), first_byte_);
+  while (size > first_byte_) {
+    throw_if_interrupted();  // a file may be full of them
+    const std::size_t bytes =
+        static_cast<std::size_t>(std::min<std::uint64_t>(sizeof block, size - first_byte_));
+    file_.read_exact(block, bytes, size - bytes);
+    const std::string_view text(block, bytes);
+    const std::size_t last = text.find_last_not_of("\r\n");
+    if (last != text.npos) return size - bytes + last + 1;
+    size -= bytes;
   }
   return size;
 }
@@ -60,6 +71,10 @@ void BasicTextReader::process_txt(const char* function, std::uint8_t* digits, st
     throw FileIO::FileException("BasicTextReader::process_txt()", path(), 0, "Invalid Digit");
 }
 
+void BasicTextReader::require(std::uint64_t offset, std::uint64_t count) {
+  check_range("BasicTextReader::load_stats()", offset, count);
+}
+
 void BasicTextReader::load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) {
   constexpr const char* kFunction = "BasicTextReader::load_digits()";
   check_range(kFunction, offset, count);
@@ -69,11 +84,11 @@ void BasicTextReader::load_digits(std::uint8_t* digits, std::uint64_t offset, st
 void BasicTextReader::load_stats(DigitCounts& counts, std::uint64_t offset, std::uint64_t count) {
   constexpr const char* kFunction = "BasicTextReader::load_stats()";
   check_range(kFunction, offset, count);
-  block_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, count)));
+  std::vector<std::uint8_t> block(static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, count)));
   while (count > 0) {
     const std::size_t taken = static_cast<std::size_t>(std::min<std::uint64_t>(kBlock, count));
-    process_txt(kFunction, block_.data(), offset, taken);
-    counts.append(block_.data(), taken);
+    process_txt(kFunction, block.data(), offset, taken);
+    counts.append(block.data(), taken);
     offset += taken;
     count -= taken;
   }

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "digits/digit_sink.h"
 #include "foundation/file_io.h"
@@ -26,8 +25,8 @@ class BasicTextReader final : public DigitReader {
   std::uint64_t total_digits() const override { return total_digits_; }
   const std::string& path() const { return file_.path(); }
 
-  /// FileException "Out of range.", "Incomplete read." and "Invalid Digit". Not for use by several
-  /// threads at once.
+  /// FileException "Out of range.", "Incomplete read." and "Invalid Digit".
+  void require(std::uint64_t offset, std::uint64_t count) override;
   void load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) override;
   void load_stats(DigitCounts& counts, std::uint64_t offset, std::uint64_t count) override;
 
@@ -42,7 +41,6 @@ class BasicTextReader final : public DigitReader {
   std::string first_digits_;
   std::uint64_t first_byte_ = 0;  ///< of the first digit after the point
   std::uint64_t total_digits_ = 0;
-  std::vector<std::uint8_t> block_;  ///< of load_stats
 };
 
 }  // namespace nmp

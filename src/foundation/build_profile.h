@@ -24,6 +24,8 @@ struct BuildProfile {
   std::span<const TuningLine> tuning;
 };
 
+/// "0.1.0".
+const char* program_version();
 /// "numforge 0.1.0  (Legacy x86, 00-x86)".
 std::string program_title(const BuildProfile& profile);
 

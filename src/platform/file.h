@@ -57,5 +57,7 @@ ErrorCode remove_file(const std::string& path);
 ErrorCode create_folders(const std::string& path);
 bool is_folder(const std::string& path);
 bool file_exists(const std::string& path);
+/// A file on a disk, not a device, pipe or folder.
+bool is_regular_file(const std::string& path);
 
 }  // namespace nmp::platform

@@ -1,6 +1,7 @@
 // What the processor, and the system together with it, can do.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,5 +26,22 @@ std::string processor_name();    ///< the brand text, or empty
 unsigned logical_processors();
 /// Logical processors of each processor group; one entry on systems without groups.
 std::vector<unsigned> processor_groups();
+
+/// Keeps the calling thread on one logical processor while it lives, and then puts it back where it
+/// could run before. To be destroyed by the same thread.
+class PinnedThread {
+ public:
+  /// The index-th of the processors that the thread may use, counted around.
+  explicit PinnedThread(unsigned index);
+  ~PinnedThread();
+  PinnedThread(const PinnedThread&) = delete;
+  PinnedThread& operator=(const PinnedThread&) = delete;
+  /// False where the system refuses or knows no such thing.
+  bool is_pinned() const { return saved_ != nullptr; }
+
+ private:
+  struct Saved;
+  std::unique_ptr<Saved> saved_;
+};
 
 }  // namespace nmp::platform

@@ -10,6 +10,7 @@
 #include "foundation/exceptions.h"
 #include "foundation/format.h"
 #include "parallel/context.h"
+#include "series/binary_bbp.h"
 #include "series/fault.h"
 #include "series/last_merge.h"
 #include "series/recurrence.h"
@@ -23,6 +24,17 @@ constexpr std::uint64_t kTermsFloor = 100;
 constexpr std::size_t kPlanWarning = 10000;
 /// Room above a finished sum for its coefficients, and for a P far smaller than Q.
 constexpr std::size_t kFinishWords = 16;
+
+const char* name_of(Family family) {
+  switch (family) {
+    case Family::kHyperdescent:
+      return "Hyperdescent";
+    case Family::kBinaryBBP:
+      return "BinaryBBP";
+    default:
+      return "CommonP2B3";
+  }
+}
 
 /// Ranges below a small share of the series neither report progress nor poll for interruption.
 bool is_reported(std::uint64_t range, std::uint64_t all) {
@@ -77,11 +89,20 @@ void SeriesRun::report(std::uint64_t terms_done, double levels) {
   if (std::this_thread::get_id() == owner) progress.advance(std::min(1.0, done / work_total()));
 }
 
+void SeriesRun::combine(Context& context, Range& left, const Range& right, const Cut& cut,
+                        bool needs_R, const Kept& kept, AlignedBufferC scratch) {
+  if (!sizing.keeps_R()) {
+    BinaryBBP::lend_ratio(left, right, series.scale(), cut.m - cut.a, kept.sum);
+    needs_R = false;
+  }
+  merge(context, left, right, needs_R, kept, scratch);
+}
+
 void SeriesRun::join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
                      AlignedBufferC scratch) {
   if (const CommonFactors* common = sizing.factors(); common && common->is_reduced(cut.a, cut.b))
     drop_common(*common, left, right, cut.a, cut.m, cut.b);
-  merge(context, left, right, needs_R, sizing.kept(), scratch);
+  combine(context, left, right, cut, needs_R, kKeepAll, scratch);
   spoil(left.P);
 }
 
@@ -110,8 +131,7 @@ bool BSR_BlockS::BSR_End(Context& context, Range& result, std::uint64_t a, std::
     target.R.set_BasicInt(term.R, term.R_positive);
     k += two ? 2 : 1;
     // Later steps read the running R; only the last may go without.
-    if (&target == &next)
-      merge(context, result, next, needs_R || k <= b, run_.sizing.kept(), scratch);
+    if (&target == &next) merge(context, result, next, needs_R || k <= b, kKeepAll, scratch);
   }
   return true;
 }
@@ -169,7 +189,7 @@ void PSR_BlockS::run(Context& context, Range& result, const Block& block, bool n
   const Residues expected = range_residues(context, run_.series, block.a, block.b);
   check_residue(result, result.P, expected.P);
   check_residue(result, result.Q, expected.Q);
-  if (needs_R) check_residue(result, result.R, expected.R);
+  if (needs_R && run_.sizing.keeps_R()) check_residue(result, result.R, expected.R);
 }
 
 void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, std::size_t last,
@@ -194,9 +214,10 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, s
   Range right = carve_range(scratch, words);
   run(context, right, middle, last, needs_R, scratch);
   if (run_.sizing.is_last_merge(a, m, b, needs_R))
-    merge_last(context, result, right, run_.sizing.kept(), behind_Q, scratch);
+    merge_last(context, result, right, run_.sizing.kept(a), behind_Q, scratch);
   else
-    merge(context, result, right, needs_R, run_.sizing.kept(), scratch);
+    run_.combine(context, result, right, {a, m, b}, needs_R,
+                 {run_.sizing.kept(a), run_.sizing.kept(b)}, scratch);
   run_.progress.untrail(1);
   run_.report(b - a, 1);
 }
@@ -221,8 +242,8 @@ void PSR_SeriesS::build_plan(std::uint64_t a, std::uint64_t b) {
 void PSR_SeriesS::announce(Progress& progress) const {
   char factor[32];
   std::snprintf(factor, sizeof factor, "%.6g", series_.expansion_factor);
-  progress.note("Series CommonP2B3...  " + with_commas(series_.terms) +
-                " terms  (Expansion Factor = " + factor + ")");
+  progress.note("Series " + std::string(name_of(series_.family)) + "...  " +
+                with_commas(series_.terms) + " terms  (Expansion Factor = " + factor + ")");
   const std::size_t blocks = plan_.blocks.size();
   if (blocks >= kPlanWarning)
     progress.note("Performance Warning: PSR plan has exceeded 10000 blocks.");
@@ -263,12 +284,21 @@ void PSR_SeriesS::run(BigFloat& numerator, BigFloat& denominator, Progress& prog
 
 void PSR_SeriesS::finish(Range& sum, BigFloat& numerator, BigFloat& denominator, Progress& progress,
                          AlignedBufferC scratch) const {
+  if (series_.family == Family::kBinaryBBP) progress.step("Finishing Series");
+  scale_with_coefficients(sum, progress, scratch);
+  if (series_.family == Family::kHyperdescent) progress.step("Finishing Series");
+  adopt(numerator, sum.P, target_);
+  adopt(denominator, sum.Q, target_);
+}
+
+void PSR_SeriesS::scale_with_coefficients(Range& sum, Progress& progress,
+                                          AlignedBufferC scratch) const {
   const std::uint64_t coefP = magnitude(series_.coefP), coefQ = magnitude(series_.coefQ);
   ExactFloat& P = sum.P;
   ExactFloat& Q = sum.Q;
   ExactFloat q = carve_number(scratch, coefQ == 0 ? 0 : Q.L + kFinishWords);
   const auto scale = [&](const char* label, ExactFloat& x, std::uint64_t by) {
-    progress.step(label);
+    if (series_.family != Family::kBinaryBBP) progress.step(label);
     multiply_by(context_, x, by, scratch);
   };
   const auto add_q_to_P = [&] {
@@ -293,8 +323,6 @@ void PSR_SeriesS::finish(Range& sum, BigFloat& numerator, BigFloat& denominator,
     scale("Finalizing: Q * coefD: ", Q, series_.coefD);
     if (coefQ != 0) add_q_to_P();
   }
-  adopt(numerator, P, target_);
-  adopt(denominator, Q, target_);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

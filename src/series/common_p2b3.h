@@ -1,4 +1,5 @@
-// The CommonP2B3 family: series summed into three products P, Q and R.
+// The CommonP2B3 family: series summed into three products P, Q and R; and the engine of the
+// families that are variants of it (hyperdescent.h, binary_bbp.h).
 //
 // Two layers. PSR cuts the whole range of terms into a plan of blocks whose products are still
 // exact at the working precision, sums each block and joins the blocks; BSR sums one block by
@@ -10,9 +11,15 @@
 // Invariants
 //  (1) A range's left half is computed in the place of the range itself, so that only right halves
 //      take scratch: live data stay below the result, one right half per level and one product.
-//  (2) Products longer than target + kExtraPrecision words lose their low words. Each truncation
-//      is off by one unit in the last kept place; all terms of P keep its sign to leading order, so
-//      a tree of depth d is off by less than 4 d such units.
+//  (2) Products longer than target + kExtraPrecision words lose their low words, and those of a
+//      range (a, b] as many more as the terms after a are smaller than the whole sum
+//      (Series::gained_bits; for R, which only terms after b meet, those after b). That is enough:
+//      a merge multiplies P0 and Q0 by the same Q1, so that P0/Q0 stays what it was and an error of
+//      the right half weighs as little as its terms. Each truncation is off by one unit in the last
+//      kept place; all terms of P keep its sign to leading order. On the left edge of a tree of
+//      depth d, where nothing is gained, that makes less than 4 d units; elsewhere two words are
+//      kept beyond the gain, so that all other truncations together, 4 in each merge, are below
+//      one unit for any number of merges up to 2^60.
 //  (3) The blocks of the plan are exact, and each is compared with the series' recurrence modulo
 //      2^61 - 1.
 //  (4) Where the scratch of the longest merge has room for it, a range is summed in parallel tasks
@@ -105,6 +112,7 @@ class PSR_SeriesS {
  private:
   void build_plan(std::uint64_t a, std::uint64_t b);
   void announce(Progress& progress) const;
+  void scale_with_coefficients(Range& sum, Progress& progress, AlignedBufferC scratch) const;
   void finish(Range& sum, BigFloat& numerator, BigFloat& denominator, Progress& progress,
               AlignedBufferC scratch) const;
 

@@ -46,7 +46,7 @@ void merge_in_pieces(Context context, Range& left, const Range& right, std::size
          merge_bytes(context, words, others, false, MergeWay::kPlain) > scratch.bytes())
     context.longest_product =
         std::min(context.longest_product, 2 * std::max(words.P, words.Q) + others.Q) / 2;
-  merge(context, left, right, false, kept, scratch);
+  merge(context, left, right, false, {kept, kept}, scratch);
 }
 
 }  // namespace

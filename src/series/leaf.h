@@ -44,8 +44,8 @@ struct PolynomialTerms {
 /// The products of a short range, common factors dropped.
 struct Leaf {
   static constexpr std::uint64_t kMostTerms = 16;
-  /// What a leaf's Q may have, and a limb or two that are not yet carried into.
-  static constexpr std::size_t kMostLimbs = 88, kLimbs = kMostLimbs + 8;
+  /// What a leaf's Q may have in polynomial_leaf; other shapes use more.
+  static constexpr std::size_t kMostLimbs = 88, kLimbs = 208;
 
   /// A magnitude.
   struct Number {
@@ -54,6 +54,7 @@ struct Leaf {
   };
   Number P, Q, R;
   bool P_positive, R_positive;
+  std::int64_t P_exp = 0;  ///< P is the magnitude times 2^(32 P_exp)
   /// What was dropped from P, Q and R each, modulo 2^61 - 1.
   std::uint64_t dropped;
 };

@@ -38,6 +38,10 @@ void check(const ExactFloat& x) {
     throw AlgorithmFailedException("merge()", "Multiplication Failed: Checksum Mismatch");
 }
 
+/// True where R is Q's own words, scaled: they must last until R0*P1 is formed.
+bool is_lent(const Range& range) { return range.R.T == range.Q.T; }
+bool is_unit(const ExactFloat& x) { return x.L == 1 && x.T[0] == 1 && x.exp == 0; }
+
 /// x = the value of a spectrum, a number of at most `words` words and the residue `hash`.
 void take(ExactFloat& x, Spectra& spectra, Spectrum& s, std::size_t words, std::int64_t exp,
           bool positive, std::uint64_t hash) {
@@ -97,14 +101,14 @@ void merge_summed(Spectra& spectra, Range& left, const Range& right, AlignedBuff
        (first_leads ? first : second).positive(), hash61::add(first.hash(), second.hash()));
 
   const Planned denominator{left.Q, right.Q};
-  spectra.forward(r0, left.Q.T, left.Q.L);
+  if (!is_lent(left)) spectra.forward(r0, left.Q.T, left.Q.L);
   const Spectra::Term product[] = {{&r0, &q1}};
   spectra.multiply(r0, product);
   take(left.Q, spectra, r0, denominator.words(), denominator.exp(), denominator.positive(),
        denominator.hash());
 }
 
-/// x *= Q1 for P0 and Q0, cut to `kept` words.
+/// x *= Q1 for P0 and Q0, cut to `kept` words. Where Q0 is still wanted, Q is left in `product`.
 void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::size_t kept,
                      ExactFloat& product, AlignedBufferC scratch) {
   Spectrum q1 = spectra.carve(scratch), s = spectra.carve(scratch);
@@ -117,7 +121,7 @@ void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::s
     spectra.multiply(s, term);
     take(product, spectra, s, planned.words(), planned.exp(), planned.positive(), planned.hash());
     product.truncate(kept);
-    x->set_ExactFloat(product);
+    if (x == &left.P || !is_lent(left)) x->set_ExactFloat(product);
   }
 }
 
@@ -134,7 +138,13 @@ void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, co
 void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std::size_t kept,
                         ExactFloat& product, AlignedBufferC scratch) {
   ExactFloat r = left.R, p = P1;
-  const bool truncated = left.P.L >= kept;
+  const bool truncated = left.P.L >= kept || left.P.exp > r.exp + p.exp;
+  if (is_unit(r)) {
+    if (!r.sign) p.negate();
+    if (truncated) p.truncate_below(left.P.exp);
+    left.P.add_ip(context, p);
+    return left.P.truncate(kept);
+  }
   if (truncated && !left.P.is_zero()) {
     const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
     r.truncate(static_cast<std::size_t>(wanted));
@@ -148,13 +158,14 @@ void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std
 
 /// True where seven transforms of the summed shape are no longer than five of the shared one and
 /// the three of R0*P1: a sum has to have room for one bit more, which can make a plan much longer.
-bool sum_is_shorter(const Context& context, const Words& left, const Words& right) {
+bool sum_is_shorter(const Context& context, const Words& left, const Words& right, bool is_lent) {
   const auto length = [&](MergeWay way) {
     return static_cast<double>(spectrum_bytes(context, shape_of(left, right, way)));
   };
   const double second = static_cast<double>(left.R + right.P);
   const double first = static_cast<double>(std::max(left.P, left.Q) + right.Q);
-  return 7 * length(MergeWay::kSummed) <= (5 + 3 * second / first) * length(MergeWay::kShared);
+  return (is_lent ? 6 : 7) * length(MergeWay::kSummed) <=
+         (5 + 3 * second / first) * length(MergeWay::kShared);
 }
 
 /// The first way that numbers of these lengths and this scratch allow.
@@ -163,11 +174,14 @@ MergeWay choose_way(const Context& context, const Range& left, const Range& righ
   const std::size_t words = std::size_t{std::max(left.P.L, left.Q.L)} + right.Q.L;
   if (words < kLeastSharedWords || right.Q.is_zero()) return MergeWay::kPlain;
   for (const MergeWay way : {MergeWay::kSummed, MergeWay::kShared}) {
-    if (way == MergeWay::kSummed && !(can_be_summed(left, right, kept) &&
-                                      sum_is_shorter(context, lengths(left), lengths(right))))
+    if (way == MergeWay::kSummed &&
+        !(can_be_summed(left, right, kept) &&
+          sum_is_shorter(context, lengths(left), lengths(right), is_lent(left))))
       continue;
     const std::size_t bytes = merge_bytes(context, lengths(left), lengths(right), needs_R, way);
-    if (bytes != 0 && bytes <= scratch) return way;
+    const bool two_products = way == MergeWay::kShared && is_lent(left);
+    const std::size_t more = two_products ? carved_bytes<Word>(left.R.L + right.P.L) : 0;
+    if (bytes != 0 && bytes + more <= scratch) return way;
   }
   return MergeWay::kPlain;
 }
@@ -203,11 +217,11 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
   return std::max(plan + 4 * spectrum, carved_bytes<Word>(r) + multiply_scratch(context, r));
 }
 
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch) {
   const Words words = lengths(left), others = lengths(right);
   left.dropped = hash61::multiply(left.dropped, right.dropped);
-  const MergeWay way = choose_way(context, left, right, needs_R, kept, scratch.bytes());
+  const MergeWay way = choose_way(context, left, right, needs_R, kept.sum, scratch.bytes());
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
@@ -220,14 +234,18 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, std:
   if (way == MergeWay::kShared) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) multiply_shared(*spectra, left, right.Q, kept, product, rest);
+    if (spectra) multiply_shared(*spectra, left, right.Q, kept.sum, product, rest);
   }
-  if (!spectra) {
-    multiply_into(context, left.P, left.P, right.Q, kept, product, scratch);
-    multiply_into(context, left.Q, left.Q, right.Q, kept, product, scratch);
+  if (!spectra) multiply_into(context, left.P, left.P, right.Q, kept.sum, product, scratch);
+  if (spectra && !summed && is_lent(left)) {
+    ExactFloat second = carve_number(scratch, std::size_t{left.R.L} + right.P.L);
+    add_second_summand(context, left, right.P, kept.sum, second, scratch);
+    left.Q.set_ExactFloat(product);
+  } else if (!summed) {
+    add_second_summand(context, left, right.P, kept.sum, product, scratch);
   }
-  if (!summed) add_second_summand(context, left, right.P, kept, product, scratch);
-  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept, product, scratch);
+  if (!spectra) multiply_into(context, left.Q, left.Q, right.Q, kept.sum, product, scratch);
+  if (needs_R) multiply_into(context, left.R, left.R, right.R, kept.R, product, scratch);
 }
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

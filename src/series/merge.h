@@ -39,6 +39,13 @@ struct Words {
 /// Cuts a range's storage from scratch: Q first, then P and R.
 Range carve_range(AlignedBufferC& scratch, const Words& words);
 
+/// Words that products keep where they are truncated.
+struct Kept {
+  std::size_t sum;  ///< P and Q
+  std::size_t R;
+};
+inline constexpr Kept kKeepAll = {static_cast<std::size_t>(-1), static_cast<std::size_t>(-1)};
+
 enum class MergeWay { kPlain, kShared, kSummed };
 
 /// Bytes of scratch with which ranges of at most these lengths can be merged in this way; 0 where
@@ -46,11 +53,11 @@ enum class MergeWay { kPlain, kShared, kSummed };
 std::size_t merge_bytes(const Context& context, const Words& left, const Words& right, bool needs_R,
                         MergeWay way);
 
-/// left = left merged with right. `left`'s buffers must hold the result; products are cut to `kept`
-/// words. Scratch: merge_bytes of the plain way, or more. Throws AlgorithmFailedException
-/// "Multiplication Failed: Checksum Mismatch" where a result's words are not what its operands'
-/// residues say.
-void merge(Context& context, Range& left, const Range& right, bool needs_R, std::size_t kept,
+/// left = left merged with right. `left`'s buffers must hold the result, cut to `kept`. left.R may
+/// be words of left.Q, scaled: then there is no R to form. Scratch: merge_bytes of the plain way, or
+/// more. Throws AlgorithmFailedException "Multiplication Failed: Checksum Mismatch" where a result's
+/// words are not what its operands' residues say.
+void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
            AlignedBufferC scratch);
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

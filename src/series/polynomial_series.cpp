@@ -69,7 +69,8 @@ double bits_per_term(const PolynomialTerms& shape) {
   return q.log2_coefficient - r.log2_coefficient;
 }
 
-PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n) : shape_(shape) {
+PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n)
+    : shape_(shape), bits_per_term_(bits_per_term(shape)) {
   terms = n;
   // P has about as many bits as Q, R fewer: the first terms, where it may have more, are short.
   const double bits = std::log2(value(shape.Q, n) + bound(shape, n)) + 1;
@@ -83,6 +84,10 @@ RangeBits PolynomialSeries::range_bits(std::uint64_t a, std::uint64_t b) const {
   // The terms at least halve, so that |P/Q| is at most twice the first one.
   const double first = bound(shape_, a + 1) / value(shape_.Q, a + 1);
   return {q + std::log2(first) + 2, q + 1, r + 1};
+}
+
+double PolynomialSeries::gained_bits(std::uint64_t a) const {
+  return linear_gain(bits_per_term_, a);
 }
 
 void PolynomialSeries::leaf(std::uint64_t a, std::uint64_t b, bool, Leaf& leaf) const {

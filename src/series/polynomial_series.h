@@ -17,12 +17,14 @@ class PolynomialSeries : public Series {
   PolynomialSeries(const PolynomialTerms& shape, std::uint64_t terms);
 
   RangeBits range_bits(std::uint64_t a, std::uint64_t b) const override;
+  double gained_bits(std::uint64_t a) const override;
   std::uint64_t leaf_terms(bool) const override { return leaf_terms_; }
   void leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const override;
   Residues residues(std::uint64_t k) const override;
 
  private:
   const PolynomialTerms& shape_;
+  double bits_per_term_;
   std::uint64_t leaf_terms_;
 };
 

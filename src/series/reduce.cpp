@@ -9,14 +9,14 @@
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
 
-void set_number(ExactFloat& x, const Leaf::Number& number, bool positive) {
+void set_number(ExactFloat& x, const Leaf::Number& number, bool positive, std::int64_t exp = 0) {
   const std::size_t words = 2 * number.length;
   if (x.buffer_size < words)
     throw BufferTooSmallException("BinarySplitting::CommonP2B3::set_leaf()", x.buffer_size, words);
   for (std::size_t i = 0; i < number.length; ++i) store_limb(x.buffer + 2 * i, number.limbs[i]);
   x.T = x.buffer;
   x.L = static_cast<std::uint32_t>(words::stripped_length(x.T, words));
-  x.exp = 0;
+  x.exp = exp;
   x.sign = positive;
   x.hash = x.computed_hash();
 }
@@ -53,9 +53,9 @@ void drop_common(const CommonFactors& factors, Range& left, Range& right, std::u
 }
 
 void set_leaf(Range& range, const Leaf& leaf) {
-  set_number(range.P, leaf.P, leaf.P_positive);
+  set_number(range.P, leaf.P, leaf.P_positive, leaf.P_exp);
   set_number(range.Q, leaf.Q, true);
-  set_number(range.R, leaf.R, leaf.R_positive);
+  if (range.R.buffer_size != 0) set_number(range.R, leaf.R, leaf.R_positive);
   range.dropped = leaf.dropped;
 }
 

@@ -1,5 +1,6 @@
 #include "series/series.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "foundation/exceptions.h"
@@ -15,6 +16,12 @@ double log_gamma(double x) {
   return (x - 0.5) * std::log(x) - x + kHalfLn2Pi + 1 / (12 * x) - shift;
 }
 
+/// The multiple of `unit` nearest to m that is inside (a, b); m where there is none.
+std::uint64_t whole_units(std::uint64_t a, std::uint64_t m, std::uint64_t b, std::uint64_t unit) {
+  const std::uint64_t first = a / unit * unit + unit, last = (b - 1) / unit * unit;
+  return first > last ? m : std::clamp((m + unit / 2) / unit * unit, first, last);
+}
+
 }  // namespace
 
 double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b) {
@@ -25,6 +32,11 @@ double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b)
   return n * std::log2(alpha) + ln / std::log(2.0) + 1;
 }
 
+double linear_gain(double bits_per_term, std::uint64_t a) {
+  constexpr double kMargin = 32;
+  return std::max(0.0, bits_per_term * static_cast<double>(a) - kMargin);
+}
+
 void Series::end_case_1(std::uint64_t, Term&) const {
   throw InvalidParametersException("BSR_E()", "Not implemented.");
 }
@@ -33,7 +45,7 @@ void Series::end_case_2(std::uint64_t k, Term& term) const { end_case_1(k, term)
 std::uint64_t Series::split(std::uint64_t a, std::uint64_t b) const {
   const CommonFactors* const common = factors();
   const auto aligned = [&](std::uint64_t m) {
-    return common ? CommonFactors::aligned_cut(a, m, b) : m;
+    return common ? CommonFactors::aligned_cut(a, m, b) : whole_units(a, m, b, cut_unit);
   };
   std::uint64_t m = a + (b - a) / 2;
   if (b - a <= 4096) return aligned(m);

@@ -46,6 +46,19 @@ struct Residues {
   std::uint64_t P = 0, Q = 1, R = 1;
 };
 
+/// What the engine calls a series, and how its terms hang together.
+enum class Family {
+  kCommonP2B3,    ///< P, Q and R of about the same size
+  kHyperdescent,  ///< Q outgrows R: series of Taylor's kind
+  kBinaryBBP,     ///< R(k) = +-2^-bits Q(k): R of a range is Q, scaled, and not kept
+};
+
+/// R(k) / Q(k) of the last family.
+struct BinaryScale {
+  unsigned bits = 0;
+  bool alternating = false;
+};
+
 /// One series with its length and the coefficients that finish it:
 /// value = (coefP*P + coefQ*Q) / (coefD*Q).
 class Series {
@@ -57,11 +70,16 @@ class Series {
   std::int64_t coefP = 1;
   std::int64_t coefQ = 0;  ///< zero: the series has no Q term
   std::uint64_t coefD = 1;
+  Family family = Family::kCommonP2B3;
+  std::uint64_t cut_unit = 1;  ///< ranges are cut at multiples of so many terms
 
   /// Bounds for the terms a+1..b, a < b, no factors dropped. Never below the true sizes.
   virtual RangeBits range_bits(std::uint64_t a, std::uint64_t b) const = 0;
-  /// Where to cut the range: a < m < b, so that both halves are about equally large and, where
-  /// factors are dropped, consist of whole blocks.
+  /// A lower bound, in bits, of how much smaller than the whole value all terms after a are; a
+  /// loose one will do. Later ranges are summed at a precision lower by so much.
+  virtual double gained_bits(std::uint64_t /*a*/) const { return 0; }
+  /// Where to cut the range: a < m < b, so that both halves are about equally large and
+  /// consist of whole units and, where factors are dropped, of whole blocks.
   virtual std::uint64_t split(std::uint64_t a, std::uint64_t b) const;
   /// Term k alone, and terms k and k + 1 together: for series without straight code for their
   /// leaves. The others may leave them out; they throw InvalidParametersException "Not
@@ -77,9 +95,14 @@ class Series {
   /// dropped.
   virtual void leaf(std::uint64_t /*a*/, std::uint64_t /*b*/, bool /*drops*/,
                     Leaf& /*leaf*/) const {}
+  virtual BinaryScale scale() const { return {}; }
   /// Term k modulo 2^61 - 1, from its polynomials alone: shares no code with the big numbers.
   virtual Residues residues(std::uint64_t k) const = 0;
 };
+
+/// gained_bits of a series whose terms are k^(-c) 2^(-bits_per_term k), c >= 0, times something
+/// less than 2^32 times the value.
+double linear_gain(double bits_per_term, std::uint64_t a);
 
 /// log2 of the product of (alpha k + beta) over k = a+1..b; every factor must be positive.
 double log2_product(double alpha, double beta, std::uint64_t a, std::uint64_t b);

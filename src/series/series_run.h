@@ -42,7 +42,10 @@ struct SeriesRun {
   /// Counts a finished merge (one level) or a finished range of several levels, and shows the sum.
   /// For any thread.
   void report(std::uint64_t terms_done, double levels);
-  /// Merges two ranges of a block; short ones drop their common factors first.
+  /// Merges two ranges in their family's way.
+  void combine(Context& context, Range& left, const Range& right, const Cut& cut, bool needs_R,
+               const Kept& kept, AlignedBufferC scratch);
+  /// The same in a block, where nothing is cut; short ranges drop their common factors first.
   void join(Context& context, Range& left, Range& right, const Cut& cut, bool needs_R,
             AlignedBufferC scratch);
 };

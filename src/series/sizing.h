@@ -22,6 +22,8 @@ class Sizing {
   /// Words that hold P, Q and R of a range. Without `needs_R` the room for R is that of the left
   /// half only, which the merge reads, or that of R0*P1 for merge_last.
   Words result(std::uint64_t a, std::uint64_t b, bool needs_R) const;
+  /// False where R is Q, scaled.
+  bool keeps_R() const { return series_.family != Family::kBinaryBBP; }
   /// The series' common factors, or null where merges drop none.
   const CommonFactors* factors() const { return factors_; }
   /// Bounds for a range as the recursion leaves it.
@@ -42,10 +44,12 @@ class Sizing {
   bool is_end(std::uint64_t a, std::uint64_t b) const;
   /// True where no product of the range is truncated.
   bool is_exact(std::uint64_t a, std::uint64_t b) const;
-  /// Words that a truncated product keeps.
-  std::size_t kept() const;
+  /// Words that P and Q of a range (a, b] keep; R keeps those of kept(b).
+  std::size_t kept(std::uint64_t a) const;
 
  private:
+  /// Words for R of a range and, as they are computed in its place, of its left halves.
+  std::size_t room_for_R(std::uint64_t a, std::uint64_t b) const;
   /// About the words of R0*P1 that a truncated sum wants, and some more.
   std::size_t second_summand(std::uint64_t a, std::uint64_t m, std::uint64_t b) const;
   /// Bytes for the buffers of (m, b] and the merge.
@@ -55,6 +59,7 @@ class Sizing {
   const Series& series_;
   std::size_t target_;
   const CommonFactors* factors_;
+  std::size_t least_kept_;
 };
 
 }  // namespace nmp::BinarySplitting::CommonP2B3

@@ -5,8 +5,10 @@
 
 #include "compute/custom_compute.h"
 #include "compute/job_config.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/exceptions.h"
 #include "foundation/fatal.h"
+#include "shell/bbp_extractor.h"
 #include "shell/missing_tools.h"
 #include "shell/program_text.h"
 
@@ -42,10 +44,20 @@ void config(CommandLine& line, const BuildProfile& profile) {
   refuse_config("Invalid Action: " + file.action());
 }
 
+void bbp(CommandLine& line, const BuildProfile& profile) {
+  line.advance();
+  run_bbp_action(line, profile);
+}
+
 void about(CommandLine& line, const BuildProfile& profile) {
   line.advance();
   if (!line.at_end()) nmp::fatal_exit("Invalid Parameter: " + line.key());
   print_about(profile);
+}
+
+void digitviewer(CommandLine& line, const BuildProfile&) {
+  line.advance();
+  nmp::run_digit_viewer(line);
 }
 
 /// A tool that is not there: on the command line that is a failure.
@@ -62,9 +74,9 @@ constexpr nmp::Option<const BuildProfile> kActions[] = {
      missing<Tool::StressTester>},
     {"benchio", "", "I/O Performance Analysis (not in this version yet)",
      missing<Tool::IoAnalysis>},
-    {"bbp", "", "BBP Digit Extractor for Pi (not in this version yet)",
-     missing<Tool::BbpExtractor>},
-    {"digitviewer", "", "Digit Viewer (not in this version yet)", missing<Tool::DigitViewer>},
+    {"bbp", "",
+     "BBP Digit Extractor for Pi: bbp OPTION:VALUE ...; without options its screen opens", bbp},
+    {"digitviewer", "", "look at digit files: digitviewer FILE CHOICE:VALUE ...", digitviewer},
     {"validate", "", "check a validation file (not in this version yet)",
      missing<Tool::Validation>},
     {"slave", "", "work for another instance of this program (not in this version yet)",

@@ -1,7 +1,9 @@
 #include "shell/main_menu.h"
 
 #include "compute/custom_compute.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/console.h"
+#include "shell/bbp_extractor.h"
 #include "shell/missing_tools.h"
 #include "shell/program_text.h"
 
@@ -50,9 +52,9 @@ void main_menu(const nmp::BuildProfile& profile) {
     case 3:
       return custom_compute_menu(profile);
     case 4:
-      return print_missing(Tool::BbpExtractor);
+      return bbp_extractor_menu(profile);
     case 5:
-      return print_missing(Tool::DigitViewer);
+      return nmp::menu_digit_viewer();
     case 6:
       return print_missing(Tool::AdvancedOptions);
     case 7:

@@ -7,8 +7,6 @@ std::string missing_tool_text(Tool tool) {
       "Benchmark Pi is",
       "The Component Stress Tester is",
       "The I/O Performance Analysis is",
-      "The BBP Digit Extractor for Pi is",
-      "The Digit Viewer is",
       "The Advanced Options are",
       "The check of validation files is",
       "The slave mode is",

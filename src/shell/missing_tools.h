@@ -9,14 +9,12 @@ enum class Tool {
   BenchmarkPi,
   StressTester,
   IoAnalysis,
-  BbpExtractor,
-  DigitViewer,
   AdvancedOptions,
   Validation,
   Slave,
 };
 
-/// "The Digit Viewer is not part of this version yet."
+/// "Benchmark Pi is not part of this version yet."
 std::string missing_tool_text(Tool tool);
 
 }  // namespace numforge

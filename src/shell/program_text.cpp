@@ -2,9 +2,11 @@
 
 #include "compute/job_options.h"
 #include "constants/catalogue.h"
+#include "digits/viewer/digit_viewer.h"
 #include "foundation/console.h"
 #include "shell/actions.h"
 #include "shell/global_options.h"
+#include "tools/bbp/bbp_options.h"
 
 namespace numforge {
 namespace {
@@ -25,6 +27,8 @@ std::string constants_help() {
   return text;
 }
 
+std::string bbp_help() { return "\nOptions of \"bbp\":\n" + nmp::option_help(bbp_options()); }
+
 void print_help(const nmp::BuildProfile& profile) {
   console::print(nmp::program_title(profile) +
                  "\n\n"
@@ -37,7 +41,8 @@ void print_help(const nmp::BuildProfile& profile) {
                  nmp::option_help(global_options()) + "\nActions:\n" + nmp::option_help(actions()) +
                  "    --help, -h, help        this text\n" +
                  "    --version               the version\n" + "\nOptions of \"custom\":\n" +
-                 nmp::option_help(job_options()) + "\nConstants and their algorithms:\n" +
+                 nmp::option_help(job_options()) + bbp_help() + "\nChoices of \"digitviewer\":\n" +
+                 nmp::option_help(nmp::viewer_options()) + "\nConstants and their algorithms:\n" +
                  constants_help() +
                  "\nExample:\n"
                  "    numforge custom pi -dec:1M -o:digits\n");

@@ -14,22 +14,13 @@
 #include "support/digits.h"
 #include "support/faults.h"
 #include "support/known_digits.h"
+#include "support/no_progress.h"
 
 namespace numforge {
 namespace {
 
 using namespace std::literals;
 using nmp::test::FencedScratch;
-
-class NoProgress : public nmp::Progress {
- public:
-  void stage(std::string_view) override {}
-  void note(std::string_view) override {}
-  void step(std::string_view) override {}
-  void trail(char, std::string_view) override {}
-  void untrail(std::size_t) override {}
-  void advance(double) override {}
-};
 
 struct Digits {
   std::string first, text;
@@ -82,7 +73,7 @@ class Constants : public ::testing::Test {
   }
 
   nmp::test::Arithmetic arithmetic_;
-  NoProgress progress_;
+  nmp::test::NoProgress progress_;
 };
 
 TEST_F(Constants, TenThousandDigits) { expect_known_digits(10000); }
@@ -92,7 +83,7 @@ TEST_F(Constants, LongMillionDigits) { expect_known_digits(1000000); }
 // down to nothing.
 TEST_F(Constants, EveryLengthIsAPrefix) {
   for (const char* constant :
-       {"sqrt", "goldenratio", "e", "pi", "log", "zeta3", "catalan", "gamma"}) {
+       {"sqrt", "goldenratio", "e", "pi", "log", "lemniscate", "zeta3", "catalan", "gamma"}) {
     const std::uint64_t argument = takes_number(constant_by_key(constant)) ? 2 : 0;
     for (const unsigned radix : {10u, 16u}) {
       std::string longest;

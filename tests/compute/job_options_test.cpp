@@ -48,8 +48,9 @@ TEST(EquivalentDigits, AreExact) {
 
 TEST(JobOptions, FillTheJob) {
   const nmp::test::TempFolder folder;
-  const Job job = parse({"sqrt:5", "-dec:1m", "-od:0", "-verify:0", "-MA:mmap", "-PF:spawn:12",
-                         "-TD:65536", "-compress:2M", "-o:" + (folder / "new/deep")});
+  const Job job =
+      parse({"sqrt:5", "-dec:1m", "-od:0", "-verify:0", "-MA:mmap:lockedpages,largepages",
+             "-PF:spawn:12", "-TD:65536", "-compress:2M", "-o:" + (folder / "new/deep")});
   EXPECT_EQ(job.constant, "sqrt");
   EXPECT_EQ(job.argument, 5u);
   EXPECT_EQ(job.algorithm, "newton");
@@ -57,7 +58,7 @@ TEST(JobOptions, FillTheJob) {
   EXPECT_EQ(job.hex_digits, 830'482u);
   EXPECT_FALSE(job.output_enable);
   EXPECT_FALSE(job.verify);
-  EXPECT_EQ(job.allocator, "mmap");
+  EXPECT_EQ(job.allocator, "mmap:largepages,lockedpages");
   EXPECT_EQ(job.framework, "spawn:12");
   EXPECT_EQ(job.task_decomposition, 65536u);
   EXPECT_EQ(job.digits_per_file, 2'000'000u);

@@ -101,6 +101,18 @@ TEST(Job, GivesTheSameFilesInEveryFramework) {
   EXPECT_EQ(custom("pi", {"-dec:100", "-od:0", "-PF:pushpool:"}).exit_code, 1);
 }
 
+TEST(Job, GivesTheSameDigitsFromEveryAllocator) {
+  for (const std::string allocator :
+       {"malloc", "mmap", "mmap:largepages,lockedpages", "interleave:nobind"}) {
+    const ChildResult run = custom("pi", {"-dec:10000", "-od:0", "-PF:none", "-MA:" + allocator});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_THAT(run.output, HasSubstr(std::to_string(known("pi", 10000, 10).hash)));
+    EXPECT_THAT(run.output, HasSubstr("(" + allocator + ")\n"));
+    EXPECT_THAT(run.output,
+                ::testing::ContainsRegex("Memory Granted: .*Large pages: .*, locked: "));
+  }
+}
+
 TEST(Job, NeedsTheMemoryThatItStates) {
   if (nmp::test::scale() < 1) GTEST_SKIP() << "a sanitizer has memory of its own";
   double usual = 0;  // of the algorithm before, whose reduced sibling follows it

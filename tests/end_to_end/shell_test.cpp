@@ -49,7 +49,7 @@ TEST(Shell, RunsOneMenuChoice) {
       {"1\n", "The Component Stress Tester is not part of this version yet."},
       {"2\n", "The I/O Performance Analysis is not part of this version yet."},
       {"3\n0\n", "Custom Compute a Constant\n"},
-      {"4\n", "The BBP Digit Extractor for Pi is not part of this version yet."},
+      {"4\n", "numforge BBP Pi Digit Extractor v"},
       {"5\n", "The Digit Viewer is not part of this version yet."},
       {"6\n", "The Advanced Options are not part of this version yet."},
       {"7\n", "numforge computes mathematical constants"},
@@ -84,7 +84,13 @@ TEST(Shell, FailsInPlainWords) {
        report + "The number of digits to compute must be at least 1.\n"},
       {{"config"}, "Please specify a config file.\n"},
       {{"bench"}, "Benchmark Pi is not part of this version yet."},
-      {{"bbp"}, "The BBP Digit Extractor for Pi is not part of this version yet."},
+      {{"bbp", "formula:2"}, "Invalid Algorithm\nIn Function BBPSession::update_settings()\n"},
+      {{"bbp", "modes:"}, "Cannot Start: No modes enabled.\n"},
+      {{"bbp", "modes:d"}, "Unknown mode in \"d\"."},
+      {{"bbp", "offset:9999999T"}, "Cannot Start: Divisor exceeds limit of 2^61 - 1\n"},
+      {{"bbp", "offset:-1"}, "The hexadecimal offset must not be negative.\n"},
+      {{"bbp", "nosuch:1"}, "Invalid Parameter: nosuch\n"},
+      {{"custom", "e", "-bbp:1"}, "-bbp:1 checks the last hexadecimal digits of Pi"},
       {{"slave"}, "The slave mode is not part of this version yet."}};
   for (const auto& [words, text] : cases) {
     const ChildResult outcome = numforge(words);

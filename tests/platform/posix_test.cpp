@@ -6,11 +6,13 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <set>
 #include <thread>
 
 #include "platform/console.h"
 #include "platform/file.h"
 #include "platform/posix/control_group.h"
+#include "platform/posix/node_list.h"
 #include "platform/process.h"
 #include "platform/processor.h"
 #include "support/child.h"
@@ -149,6 +151,36 @@ TEST(Process, PriorityAffinityAndPermissions) {
   const ChildResult result = child.finish();
   EXPECT_EQ(result.exit_code, 42);
   EXPECT_EQ(result.output, "text");
+}
+
+TEST(Nodes, AreListedAsTheKernelDoes) {
+  using Nodes = std::vector<unsigned>;
+  EXPECT_EQ(parse_node_list("0-2,5,8-9\n"), (Nodes{0, 1, 2, 5, 8, 9}));
+  EXPECT_EQ(parse_node_list("7\nVmRSS: 1-3"), Nodes{7});
+  for (const char* text : {"", "\n", "-1", "x", "3-1"}) EXPECT_EQ(parse_node_list(text), Nodes{});
+  EXPECT_EQ(parse_node_list("1,,2,x"), Nodes{1});
+  EXPECT_LE(parse_node_list("0-18446744073709551615").size(), 65536u);
+}
+
+TEST(PinnedThread, StaysWhereItIsPutAndGoesBack) {
+  const unsigned processors = logical_processors();
+  for (unsigned index = 0; index < 2 * processors + 1; ++index) {
+    const PinnedThread pin(index);
+    if (!pin.is_pinned()) GTEST_SKIP() << "not on this system";
+    EXPECT_EQ(logical_processors(), 1u);
+    const int here = ::sched_getcpu();
+    if (processors > 1) {
+      const PinnedThread same(7);  // of the only one that is left
+      EXPECT_EQ(::sched_getcpu(), here);
+    }
+  }
+  EXPECT_EQ(logical_processors(), processors);
+  std::set<int> used;
+  for (unsigned index = 0; index < processors; ++index) {
+    const PinnedThread pin(index);
+    used.insert(::sched_getcpu());
+  }
+  EXPECT_EQ(used.size(), processors);
 }
 
 TEST(ControlGroup, TheSmallestLimitOnTheWayToTheRootCounts) {

@@ -77,7 +77,7 @@ class MergeTest : public test::ArithmeticTest {
     std::size_t bytes = merge_bytes(context, left, right, needs_R, way);
     bytes = std::max(bytes, merge_bytes(context, left, right, needs_R, MergeWay::kPlain));
     const FencedScratch scratch(bytes);
-    merge(context, operands.left_, operands.right_, needs_R, kept, scratch.buffer());
+    merge(context, operands.left_, operands.right_, needs_R, {kept, kept}, scratch.buffer());
     keep_.push_back(std::move(operands));
     return keep_.back().left_;
   }
@@ -205,8 +205,9 @@ TEST_F(MergeTest, ResiduesCatchFaults) {
       (broken % 3 == 0 ? range.P : range.Q).T[7] ^= 1;
       const FencedScratch scratch(
           merge_bytes(slow_, lengths(operands.left_), lengths(operands.right_), true, way));
-      EXPECT_THROW(merge(slow_, operands.left_, operands.right_, true, 10000, scratch.buffer()),
-                   AlgorithmFailedException)
+      EXPECT_THROW(
+          merge(slow_, operands.left_, operands.right_, true, {10000, 10000}, scratch.buffer()),
+          AlgorithmFailedException)
           << "operand " << broken;
     }
   }

@@ -7,6 +7,7 @@
 #include "series/exact_division.h"
 #include "series/reduce.h"
 #include "support/arithmetic.h"
+#include "support/no_progress.h"
 #include "support/random.h"
 #include "support/reference.h"
 
@@ -18,15 +19,6 @@ using test::Number;
 using test_samples::CubicSample;
 using test_samples::kQuarters;
 using test_samples::kSixths;
-
-class Quiet : public Progress {
-  void stage(std::string_view) override {}
-  void note(std::string_view) override {}
-  void step(std::string_view) override {}
-  void trail(char, std::string_view) override {}
-  void untrail(std::size_t) override {}
-  void advance(double) override {}
-};
 
 Number small(std::uint64_t x) {
   return test::number(false, {static_cast<Word>(x), static_cast<Word>(x >> 32)}, 0);
@@ -53,7 +45,7 @@ class ReduceTest : public test::ArithmeticTest {
     CommonP2B3::PSR_SeriesS run(context_, series, target);
     test::OwnedFloat n(run.result_words()), d(run.result_words());
     test::FencedScratch scratch(run.scratch_bytes());
-    Quiet quiet;
+    test::NoProgress quiet;
     run.run(n, d, quiet, scratch.buffer());
     return {test::value(n), test::value(d)};
   }

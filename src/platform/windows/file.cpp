@@ -209,4 +209,7 @@ bool file_exists(const std::string& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+/// Devices and pipes have names of their own, which open_read refuses by their type.
+bool is_regular_file(const std::string& path) { return file_exists(path); }
+
 }  // namespace nmp::platform
