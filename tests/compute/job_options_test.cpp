@@ -104,7 +104,7 @@ TEST(JobOptions, AreRefusedInPlainWords) {
       {{"pi", "-dec:0"}, few},
       {{"pi", "-hex:-1T"}, few},
       {{"pi", "-mode:swap"}, "Swap Mode cannot run in this version yet."},
-      {{"gamma"}, "\"gamma\" is not built"},
+      {{"custom"}, "\"custom\" is not built"},
       {{"pi", "-dec:2M", "-C:1M"}, "Compressed digit files"},
       {{"pi", "-o:" + (folder / "file")}, "Path is not writable."},
       {{"pi", "-o:" + (folder / "file/below")}, "Path is not writable."}};
