@@ -89,7 +89,7 @@ struct Shape {
       throw nmp::InvalidParametersException(
           kHere, name() + " is too small for this many digits. The least k that suffices is " +
                      std::to_string(least) + ".");
-    if (std::uint64_t{1} << k >= SeriesAB::kMostTerms) refuse_large(p, refined);
+    if (std::ldexp(1.0, static_cast<int>(k)) >= SeriesAB::kMostTerms) refuse_large(p, refined);
   }
   [[noreturn]] void refuse_large(std::size_t p, bool refined) const {
     throw nmp::InvalidParametersException(

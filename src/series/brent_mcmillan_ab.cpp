@@ -139,6 +139,7 @@ void PSR_BlockS::check(Context& context, const Range& range, std::uint64_t a,
 void PSR_SeriesPartsS::run(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
                            AlignedBufferC scratch) {
   if (run_.sizing.is_exact(a, b)) return PSR_BlockS(run_).run(context, result, a, b, scratch);
+  throw_if_interrupted();  // where n is far too large, all blocks are too short to ask
   const std::uint64_t m = Sizing::split(a, b);
   run_.progress.trail('G', "0");
   run(context, result, a, m, scratch);

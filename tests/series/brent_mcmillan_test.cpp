@@ -150,11 +150,13 @@ TEST_F(BrentMcMillan, LongMergesAreExact) {
 TEST_F(BrentMcMillan, TruncatedSumsKeepTheirPrecision) {
   std::uint64_t truncated = 0;
   for (std::size_t rep = 0; rep < test::reps(24); ++rep) {
-    // From n far below the number of terms to nearly as many.
-    const auto k = static_cast<unsigned>(4 + rep % 7);
-    const std::uint64_t terms = 1100 + rng_.below(2000);
-    const std::size_t target = 20 + rng_.below(500);
-    const Result exact = sum({k, terms, 8000}, 8000);
+    // From n far below the number of terms to nearly as many; and n so large that the first terms
+    // weigh hundreds of words less than the later ones, which are measured against their D.
+    const bool steep = rep % 6 == 5;
+    const auto k = static_cast<unsigned>(steep ? 13 : 4 + rep % 7);
+    const std::uint64_t terms = (steep ? 9000 : 1100) + rng_.below(2000);
+    const std::size_t target = steep ? 600 + rng_.below(300) : 20 + rng_.below(500);
+    const Result exact = sum({k, terms, 12000}, 12000);
     ASSERT_EQ(blocks_, 1u);
     const Result cut = sum({k, terms, target}, target);
     truncated += blocks_ > 1;
