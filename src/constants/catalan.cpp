@@ -23,11 +23,10 @@ constexpr QuotientTerms Catalan_Guillera2018_BSR_End = {
 
 // ln(19683/64) nats a term.
 // Source: J. Guillera, a new formula for computing Catalan's constant, 2019 [Guillera2019].
-constexpr QuotientTerms Catalan_Guillera2019_BSR_End1 = {
-    {{27, {{{6, 1, 3}, {6, 5, 3}}}},
-     {512, {{{1, 0, 3}, {2, 1, 3}}}, true},
-     {165, -3160, 21240, -57184, 45136}},
-    2};
+constexpr QuotientTerms Catalan_Guillera2019_BSR_End1 = {{{27, {{{6, 1, 3}, {6, 5, 3}}}},
+                                                          {512, {{{1, 0, 3}, {2, 1, 3}}}, true},
+                                                          {165, -3160, 21240, -57184, 45136}},
+                                                         2};
 
 // ln 4 nats a term.
 // Source: A. Lupas, Formulae for some classical constants, 2000 [Lupas2000].
