@@ -131,9 +131,9 @@ void CommonFactors::append_brackets(std::uint32_t p, std::uint32_t q, const Form
     }
   }
   if (gap >= kMostTerms) return;
-  powers_.push_back({q, p, static_cast<std::uint32_t>(gap),
-                     static_cast<std::uint32_t>(brackets_.size()),
-                     static_cast<std::uint32_t>(brackets.size()), growth});
+  powers_.push_back(
+      {q, p, static_cast<std::uint32_t>(gap), static_cast<std::uint32_t>(brackets_.size()),
+       static_cast<std::uint32_t>(brackets.size()), growth, std::log2(static_cast<double>(p))});
   brackets_.insert(brackets_.end(), brackets.begin(), brackets.end());
 }
 
@@ -193,8 +193,8 @@ FactorList CommonFactors::common(std::uint64_t a, std::uint64_t m, std::uint64_t
 double CommonFactors::dropped_in_block(std::uint64_t a) const {
   double bits = 0;
   for_each_pair(a, a + kMostTerms,
-                [&](std::uint64_t, std::uint32_t p, std::uint32_t, unsigned count) {
-                  bits += count * std::log2(static_cast<double>(p));
+                [&](std::uint64_t, const PrimePower& power, std::uint32_t, unsigned count) {
+                  bits += count * power.bits;
                 });
   return bits;
 }

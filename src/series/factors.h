@@ -64,6 +64,7 @@ class CommonFactors {
     std::uint32_t gap;           ///< a pair's members lie at least so many terms apart
     std::uint32_t first, count;  ///< its brackets
     std::int32_t growth;         ///< of `open` from one period to the next
+    double bits;                 ///< log2 of p
   };
 
   CommonFactors(const FormProduct& Q, const FormProduct& R);
@@ -71,7 +72,7 @@ class CommonFactors {
   bool is_reduced(std::uint64_t a, std::uint64_t b) const { return b - a <= kMostTerms; }
   /// g of the merge of (a, m] and (m, b].
   FactorList common(std::uint64_t a, std::uint64_t m, std::uint64_t b) const;
-  /// Calls pair(k, p, factor, count) for all pairs within (a, b]: at term k, Q's factors
+  /// Calls pair(k, power, factor, count) for all pairs within (a, b]: at term k, Q's factors
   /// [factor, factor + count) each close a p.
   template <typename Function>
   void for_each_pair(std::uint64_t a, std::uint64_t b, const Function& pair) const;
@@ -123,7 +124,7 @@ void CommonFactors::for_each_pair(std::uint64_t a, std::uint64_t b, const Functi
       const int count = open < -bracket.change ? open : -bracket.change;
       if (count == 0) continue;
       open -= count;
-      pair(k, power.p, bracket.factor, static_cast<unsigned>(count));
+      pair(k, power, bracket.factor, static_cast<unsigned>(count));
     }
   }
 }

@@ -122,10 +122,12 @@ using Drops = std::array<Drop, Leaf::kMostTerms>;
 
 void find_drops(const CommonFactors& factors, std::uint64_t a, std::uint64_t b, Drops& drops) {
   for (std::uint64_t k = a; k < b; ++k) drops[k - a].fill(1);
-  factors.for_each_pair(
-      a, b, [&](std::uint64_t k, std::uint32_t p, std::uint32_t factor, unsigned count) {
-        for (unsigned i = 0; i < count; ++i) drops[k - a - 1][factor + i] *= p;
-      });
+  factors.for_each_pair(a, b,
+                        [&](std::uint64_t k, const CommonFactors::PrimePower& power,
+                            std::uint32_t factor, unsigned count) {
+                          for (unsigned i = 0; i < count; ++i)
+                            drops[k - a - 1][factor + i] *= power.p;
+                        });
 }
 
 /// The factors of Q(k) less what is dropped, and that.

@@ -13,10 +13,6 @@ namespace {
 /// Ranges up to this length are bounded by their last term: cheaper, and hardly larger.
 constexpr std::uint64_t kShortRange = 64;
 
-/// Shorter sums drop no factors: their ranges of CommonFactors::kMostTerms terms are too long to be
-/// exact at the precision that so many terms give.
-constexpr std::uint64_t kLeastReduced = 2 * CommonFactors::kMostTerms;
-
 double value(const FormProduct& product, std::uint64_t k) {
   double x = static_cast<double>(product.constant);
   for (const LinearForm& form : product.forms())
@@ -73,7 +69,8 @@ double bits_per_term(const PolynomialTerms& shape) {
   return q.log2_coefficient - r.log2_coefficient;
 }
 
-PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n)
+PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n,
+                                   std::uint64_t least_reduced)
     : shape_(shape), bits_per_term_(bits_per_term(shape)) {
   terms = n;
   // P has about as many bits as Q, R fewer: the first terms, where it may have more, are short.
@@ -82,7 +79,7 @@ PolynomialSeries::PolynomialSeries(const PolynomialTerms& shape, std::uint64_t n
   leaf_terms_ = static_cast<std::uint64_t>(
       std::clamp(kMostBits / bits, 1.0, static_cast<double>(Leaf::kMostTerms)));
   leaf_terms_ = std::bit_floor(leaf_terms_);  // as CommonFactors::aligned_cut halves ranges
-  if (terms >= kLeastReduced) factors_ = std::make_unique<CommonFactors>(shape.Q, shape.R);
+  if (terms >= least_reduced) factors_ = std::make_unique<CommonFactors>(shape.Q, shape.R);
 }
 
 RangeBits PolynomialSeries::range_bits(std::uint64_t a, std::uint64_t b) const {

@@ -14,8 +14,13 @@ double bits_per_term(const PolynomialTerms& shape);
 
 class PolynomialSeries : public Series {
  public:
+  /// Shorter sums drop no common factors. At 2*10^5 terms of zeta(3) that still cost 8 % of the
+  /// time, at 4*10^5 it saved 6 %; each doubling adds a level of shorter numbers.
+  static constexpr std::uint64_t kLeastReduced = std::uint64_t{1} << 18;
+
   /// The first `terms` terms. `shape` must outlive the series.
-  PolynomialSeries(const PolynomialTerms& shape, std::uint64_t terms);
+  PolynomialSeries(const PolynomialTerms& shape, std::uint64_t terms,
+                   std::uint64_t least_reduced = kLeastReduced);
 
   RangeBits range_bits(std::uint64_t a, std::uint64_t b) const override;
   double gained_bits(std::uint64_t a) const override;
