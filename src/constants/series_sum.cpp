@@ -9,6 +9,7 @@
 #include "arith/newton.h"
 #include "constants/quotient_finish.h"
 #include "parallel/serial.h"
+#include "series/common_p2b3.h"
 
 namespace numforge::Formulas {
 namespace {
@@ -144,7 +145,10 @@ void SeriesSum::compute(nmp::Context& context, BigFloat& result, std::size_t p,
   const std::size_t w = working_precision(p);
   BigFloat sum = carve_float(scratch, number_words(w));
   if (at_once(context, p) > 1) {
-    for (const std::string& name : names) progress.note(name);
+    for (std::size_t i = 0; i < series.size(); ++i) {
+      if (i < names.size()) progress.note(names[i]);
+      progress.note(nmp::BinarySplitting::CommonP2B3::series_header(*series[i]));
+    }
     sum_at_once(context, sum, p, progress, scratch);
   } else {
     for (std::size_t i = 0; i < series.size(); ++i) {

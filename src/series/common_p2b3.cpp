@@ -239,11 +239,15 @@ void PSR_SeriesS::build_plan(std::uint64_t a, std::uint64_t b) {
   plan_.blocks.push_back({a, b, series_.range_bits(a, b).Q});
 }
 
-void PSR_SeriesS::announce(Progress& progress) const {
+std::string series_header(const Series& series) {
   char factor[32];
-  std::snprintf(factor, sizeof factor, "%.6g", series_.expansion_factor);
-  progress.note("Series " + std::string(name_of(series_.family)) + "...  " +
-                with_commas(series_.terms) + " terms  (Expansion Factor = " + factor + ")");
+  std::snprintf(factor, sizeof factor, "%.6g", series.expansion_factor);
+  return "Series " + std::string(name_of(series.family)) + "...  " + with_commas(series.terms) +
+         " terms  (Expansion Factor = " + factor + ")";
+}
+
+void PSR_SeriesS::announce(Progress& progress) const {
+  progress.note(series_header(series_));
   const std::size_t blocks = plan_.blocks.size();
   if (blocks >= kPlanWarning)
     progress.note("Performance Warning: PSR plan has exceeded 10000 blocks.");

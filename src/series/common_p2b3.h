@@ -28,6 +28,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "arith/big_float.h"
 #include "arith/context.h"
@@ -90,6 +91,9 @@ class PSR_SeriesPartsS {
  private:
   SeriesRun& run_;
 };
+
+/// The line that announces a series: its family, terms and expansion factor.
+std::string series_header(const Series& series);
 
 /// The whole series.
 class PSR_SeriesS {

@@ -47,7 +47,9 @@ TEST_P(SpoiledMerge, EndsTheJob) {
     }
   }
 }
-INSTANTIATE_TEST_SUITE_P(Series, SpoiledMerge, ::testing::Values("e", "pi", "gamma"));
+INSTANTIATE_TEST_SUITE_P(Series, SpoiledMerge,
+                         ::testing::Values("e", "pi", "log:2", "zeta3", "catalan", "lemniscate",
+                                           "gamma"));
 
 }  // namespace
 }  // namespace numforge
