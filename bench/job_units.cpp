@@ -125,7 +125,9 @@ Run compute(const std::string& program, const std::string& constant, std::uint64
 std::vector<std::pair<std::string, double>> stages(const std::string& report) {
   static const std::regex line(R"(^([^\s:][^:]*):\s{4,}(?:.*\s)?([0-9,]+\.[0-9]+) seconds[\s)]*$)");
   std::vector<std::pair<std::string, double>> found;
-  std::istringstream lines(report);
+  // The run's own lines come before.
+  std::istringstream lines(
+      report.substr(std::min(report.rfind("Peak Memory Used:"), report.size())));
   for (std::string text; std::getline(lines, text);) {
     std::smatch match;
     if (!std::regex_match(text, match, line)) continue;
@@ -197,7 +199,8 @@ constexpr Algorithm kAlgorithms[] = {
 
 /// A row of the table of constants: computing alone, without conversion and output.
 void measure(const Algorithm& algorithm, const std::string& program, std::uint64_t digits,
-             double unit, std::vector<std::string> options) {
+             std::vector<std::string> options) {
+  const double unit = product_seconds(digits);
   options.push_back(std::string("-algorithm:") + algorithm.key);
   const Run run = compute(program, algorithm.constant, digits, options);
   double computing = 0, conversion = 0;
@@ -217,11 +220,10 @@ void measure(const Algorithm& algorithm, const std::string& program, std::uint64
 
 void measure_constants(const std::string& program, std::uint64_t digits,
                        const std::vector<std::string>& options) {
-  const double unit = product_seconds(digits);
-  std::printf("\n%llu digits, U = %.4f s\n\n", static_cast<unsigned long long>(digits), unit);
+  std::printf("\n%llu digits\n\n", static_cast<unsigned long long>(digits));
   std::printf("| constant | algorithm | time | in conversions | figure | in U | peak memory |\n");
   std::printf("|---|---|---|---|---|---|---|\n");
-  for (const Algorithm& algorithm : kAlgorithms) measure(algorithm, program, digits, unit, options);
+  for (const Algorithm& algorithm : kAlgorithms) measure(algorithm, program, digits, options);
 }
 
 std::uint64_t number(const char* text) {

@@ -37,6 +37,9 @@ namespace {
 using nmp::AlignedBufferC;
 using nmp::Word;
 
+/// Pages of code, stacks and small tables that a job touches when it runs.
+constexpr std::uint64_t kLatePages = 512 << 10;
+
 /// Refuses what the program may not or the machine cannot take.
 void require_memory(const Job& job, std::uint64_t bytes) {
   if (bytes > job.profile->ram_only_limit)
@@ -82,7 +85,8 @@ class Run {
   /// Sizes, and the tables that the program will hold.
   JobNeeds needs() {
     table_.prepare(4 * precision_);
-    return {nmp::platform::peak_memory() + nmp::MemoryBlock::kFenceBytes, block_bytes()};
+    return {nmp::platform::peak_memory() + kLatePages + nmp::MemoryBlock::kFenceBytes,
+            block_bytes()};
   }
   void execute(std::optional<std::uint64_t> shown_block);
   /// Says which digit files of a job that was broken off are complete.
