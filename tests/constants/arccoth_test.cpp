@@ -99,7 +99,7 @@ TEST_F(ArcCothTest, LeavesAreSumsOverLeastCommonDenominators) {
     ASSERT_LE(bits(P), bound.P);
     ASSERT_LE(bits(Q), bound.Q);
     ASSERT_LE(bits(R), bound.R);
-    if (!drops && a > 100) {
+    if (!drops && a > 1000) {
       ASSERT_GT(bits(P) + 5, bound.P) << "far too careful";
       ASSERT_GT(bits(Q) + 5, bound.Q) << "far too careful";
     }
