@@ -91,7 +91,6 @@ const char* mode_name(Mode mode);
 /// "Compress with 1,000,000 digits per file.", and so on.
 std::string digit_format_text(const Job& job);
 
-
 /// Switches compression off, with a warning, for a job with too few digits to compress. To be
 /// called when the job starts, before `validate`.
 void settle_output_format(Job& job);

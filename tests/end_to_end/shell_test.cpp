@@ -65,7 +65,8 @@ TEST(Shell, ExplainsItself) {
   for (const char* word : {"--help", "-h", "help"}) {
     const ChildResult outcome = numforge({word});
     EXPECT_EQ(outcome.exit_code, 0);
-    for (const char* text : {"skip-warnings", "digitviewer FILE", "stats:A-B", "-minIO:BYTES", "-swap:CONFIG"})
+    for (const char* text :
+         {"skip-warnings", "digitviewer FILE", "stats:A-B", "-minIO:BYTES", "-swap:CONFIG"})
       EXPECT_THAT(outcome.output, HasSubstr(text));
   }
   EXPECT_THAT(numforge({"--version"}).output, testing::EndsWith("(Legacy x86, 00-x86)\n"));
