@@ -29,7 +29,7 @@ std::uint64_t at_least_zero(std::int64_t value) {
   return value < 0 ? 0 : static_cast<std::uint64_t>(value);
 }
 
-bool too_few_to_compress(std::uint64_t digits) {
+bool too_few_for_a_file(std::uint64_t digits) {
   return digits != 0 && digits < kMinimumDigitsPerFile;
 }
 
@@ -75,7 +75,7 @@ void set_output_path(Job& job, std::string path) {
 
 void set_digits_per_file(Job& job, std::int64_t digits) {
   job.digits_per_file = digits < 0 ? kOneFile : static_cast<std::uint64_t>(digits);
-  if (too_few_to_compress(job.digits_per_file)) nmp::print_warning("Too few digits for file.");
+  if (too_few_for_a_file(job.digits_per_file)) nmp::print_warning("Too few digits for file.");
 }
 
 void set_mode(Job& job, std::string_view name) {
@@ -126,9 +126,12 @@ std::string digit_format_text(const Job& job) {
   return "Compress with " + nmp::with_commas(job.digits_per_file) + " digits per file.";
 }
 
+bool too_few_to_compress(const Job& job) {
+  return too_few_for_a_file(job.decimal_digits) || too_few_for_a_file(job.hex_digits);
+}
+
 void settle_output_format(Job& job) {
-  if (!job.output_enable || job.digits_per_file == 0) return;
-  if (!too_few_to_compress(job.decimal_digits) && !too_few_to_compress(job.hex_digits)) return;
+  if (!job.output_enable || job.digits_per_file == 0 || !too_few_to_compress(job)) return;
   nmp::print_warning("Digits per file below minimum: Disabling compression.");
   job.digits_per_file = 0;
 }

@@ -91,6 +91,8 @@ const char* mode_name(Mode mode);
 /// "Compress with 1,000,000 digits per file.", and so on.
 std::string digit_format_text(const Job& job);
 
+/// Whether either radix has digits, but too few for a compressed file.
+bool too_few_to_compress(const Job& job);
 /// Switches compression off, with a warning, for a job with too few digits to compress. To be
 /// called when the job starts, before `validate`.
 void settle_output_format(Job& job);

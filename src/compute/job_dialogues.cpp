@@ -36,11 +36,6 @@ std::optional<std::string> ask_text(std::string_view question, std::string_view 
   return answer;
 }
 
-bool too_few_to_compress(const Job& job) {
-  const auto few = [](std::uint64_t n) { return n != 0 && n < kMinimumDigitsPerFile; };
-  return few(job.decimal_digits) || few(job.hex_digits);
-}
-
 std::optional<std::string> ask_config_path() {
   return ask_text("Enter path of configuration file. (the .cfg extension can be omitted)",
                   "Path: ");

@@ -37,17 +37,6 @@ struct SerialPart {
   nmp::Context context;
 };
 
-/// What other threads than the job's own say.
-class NoProgress final : public nmp::Progress {
- public:
-  void stage(std::string_view) override {}
-  void note(std::string_view) override {}
-  void step(std::string_view) override {}
-  void trail(char, std::string_view) override {}
-  void untrail(std::size_t) override {}
-  void advance(double) override {}
-};
-
 /// Places of the series, those with the longest numbers first.
 std::vector<std::size_t> longest_first(
     std::span<const std::unique_ptr<const nmp::BinarySplitting::Series>> series) {
@@ -126,7 +115,7 @@ void SeriesSum::sum_at_once(nmp::Context& context, BigFloat& sum, std::size_t p,
   std::atomic<std::size_t> next = 0;
   context.threads.parallel_for(0, count, 1, [&](std::size_t first, std::size_t last) {
     for (std::size_t arena = first; arena < last; ++arena) {
-      NoProgress silent;
+      nmp::NoProgress silent;
       for (std::size_t turn = next++; turn < order.size(); turn = next++) {
         AlignedBufferC rest = arenas[arena];
         BigFloat value = carve_float(rest, words);

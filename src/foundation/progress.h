@@ -24,6 +24,17 @@ class Progress {
   virtual void advance(double fraction) = 0;
 };
 
+/// Progress that nobody looks at: of work on threads that are not the job's own.
+class NoProgress : public Progress {
+ public:
+  void stage(std::string_view) override {}
+  void note(std::string_view) override {}
+  void step(std::string_view) override {}
+  void trail(char, std::string_view) override {}
+  void untrail(std::size_t) override {}
+  void advance(double) override {}
+};
+
 /// Throws InterruptedException when the user has asked the program to stop. Cheap; long loops call
 /// it often, on any thread whose exceptions reach the job.
 void throw_if_interrupted();

@@ -9,11 +9,11 @@
 #include "constants/catalogue.h"
 #include "constants/formula.h"
 #include "digits/float_writer.h"
+#include "foundation/progress.h"
 #include "support/arithmetic.h"
 #include "support/digits.h"
 #include "support/faults.h"
 #include "support/known_digits.h"
-#include "support/no_progress.h"
 
 namespace numforge {
 namespace {
@@ -71,7 +71,7 @@ class Constants : public ::testing::Test {
   }
 
   nmp::test::Arithmetic arithmetic_;
-  nmp::test::NoProgress progress_;
+  nmp::NoProgress progress_;
 };
 
 TEST_F(Constants, TenThousandDigits) { expect_known_digits(10000); }

@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "foundation/progress.h"
 #include "support/arithmetic.h"
 #include "support/faults.h"
-#include "support/no_progress.h"
 
 namespace numforge::Formulas {
 namespace {
@@ -21,7 +21,7 @@ class Lemniscate : public nmp::test::ArithmeticTest {
     const auto formula = make_lemniscate("agm-pi", power);
     OwnedFloat number(formula->result_words(context_, p));
     const FencedScratch scratch(formula->scratch_bytes(context_, p));
-    nmp::test::NoProgress progress;
+    nmp::NoProgress progress;
     formula->compute(context_, number, p, progress, scratch.buffer());
     return number;
   }

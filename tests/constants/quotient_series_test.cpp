@@ -6,10 +6,10 @@
 #include <cmath>
 
 #include "arith/hash61.h"
+#include "foundation/progress.h"
 #include "series/common_p2b3.h"
 #include "series/polynomial_series.h"
 #include "support/arithmetic.h"
-#include "support/no_progress.h"
 #include "support/reference.h"
 
 namespace numforge::Formulas {
@@ -89,7 +89,7 @@ class QuotientSeriesTest : public nmp::test::ArithmeticTest {
     nmp::BinarySplitting::CommonP2B3::PSR_SeriesS run(context_, series, target);
     nmp::test::OwnedFloat n(run.result_words()), d(run.result_words());
     nmp::test::FencedScratch scratch(run.scratch_bytes());
-    nmp::test::NoProgress progress;
+    nmp::NoProgress progress;
     run.run(n, d, progress, scratch.buffer());
     return {nmp::test::value(n), nmp::test::value(d)};
   }

@@ -5,8 +5,8 @@
 #include <cmath>
 
 #include "constants/arccoth_taylor.h"
+#include "foundation/progress.h"
 #include "support/arithmetic.h"
-#include "support/no_progress.h"
 #include "support/threads.h"
 
 namespace numforge::Formulas {
@@ -40,7 +40,7 @@ class SeriesSumTest : public nmp::test::ArithmeticTest {
     return result;
   }
 
-  nmp::test::NoProgress progress_;
+  nmp::NoProgress progress_;
 };
 
 TEST_F(SeriesSumTest, KeepsItsPrecisionWhateverCancels) {

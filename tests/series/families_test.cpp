@@ -5,11 +5,11 @@
 
 #include "arith/hash61.h"
 #include "foundation/exceptions.h"
+#include "foundation/progress.h"
 #include "series/binary_bbp.h"
 #include "series/common_p2b3.h"
 #include "series/hyperdescent.h"
 #include "support/arithmetic.h"
-#include "support/no_progress.h"
 #include "support/reference.h"
 #include "support/threads.h"
 
@@ -72,7 +72,7 @@ class Families : public test::ArithmeticTest {
     return x.exp + static_cast<std::int64_t>(x.words.size());
   }
 
-  class Notes : public test::NoProgress {
+  class Notes : public NoProgress {
    public:
     void note(std::string_view line) override { text += std::string(line) + "\n"; }
     void step(std::string_view label) override { text += std::string(label) + "|"; }

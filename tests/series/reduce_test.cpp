@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "foundation/exceptions.h"
+#include "foundation/progress.h"
 #include "series/common_p2b3.h"
 #include "series/cubic_sample.h"
 #include "series/exact_division.h"
 #include "series/reduce.h"
 #include "support/arithmetic.h"
-#include "support/no_progress.h"
 #include "support/random.h"
 #include "support/reference.h"
 
@@ -54,7 +54,7 @@ class ReduceTest : public test::ArithmeticTest {
     CommonP2B3::PSR_SeriesS run(context_, series, target);
     test::OwnedFloat n(run.result_words()), d(run.result_words());
     test::FencedScratch scratch(run.scratch_bytes());
-    test::NoProgress quiet;
+    NoProgress quiet;
     run.run(n, d, quiet, scratch.buffer());
     return {test::value(n), test::value(d)};
   }
