@@ -155,7 +155,7 @@ void PSR_SeriesPartsS::run(Context& context, Range& result, std::uint64_t a, std
 PSR_SeriesS::PSR_SeriesS(Context& context, const Parameters& parameters)
     : context_(context), parameters_(parameters), sizing_(context, parameters_) {
   plan_.size = parameters.terms;
-  plan_.tds = context.threads.threads();
+  plan_.tds = std::min(context.threads.threads(), context.most_tasks);
 }
 
 std::uint64_t PSR_SeriesS::count_blocks(std::uint64_t a, std::uint64_t b) const {
