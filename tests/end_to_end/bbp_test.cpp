@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <sstream>
 
 #include "support/random.h"
 #include "support/run_program.h"
@@ -24,10 +24,15 @@ std::vector<std::string> bbp(std::vector<std::string> words) {
 
 /// The digits that the program printed, without their grouping.
 std::string digits_in(const std::string& output) {
-  std::string digits;
-  const std::regex line("(([0-9a-f]+ )+) :  [0-9,]+\n");
-  for (std::sregex_iterator i(output.begin(), output.end(), line), end; i != end; ++i)
-    digits += std::regex_replace((*i)[1].str(), std::regex(" "), "");
+  std::string digits, line;
+  for (std::istringstream lines(output); std::getline(lines, line);) {
+    std::string groups = line.substr(0, line.find(" :  "));
+    if (groups.size() == line.size() ||
+        groups.find_first_not_of("0123456789abcdef ") != groups.npos)
+      continue;
+    std::erase(groups, ' ');
+    digits += groups;
+  }
   return digits;
 }
 
