@@ -102,9 +102,11 @@ TEST_F(FactorsTest, OddNumbersShareTheFactorsOfTheirLeastCommonMultiples) {
     ASSERT_EQ(test::natural(words, list.expand(words)), expected) << a << " " << m << " " << b;
     double bits = 0;  // of all merges of the block
     for (std::uint64_t n = 2; n <= kBlock; n *= 2)
-      for (std::uint64_t at = a; at < a + kBlock; at += n)
-        for (const std::uint64_t factor : factors.common(at, at + n / 2, at + n).factors())
+      for (std::uint64_t at = a; at < a + kBlock; at += n) {
+        const FactorList dropped = factors.common(at, at + n / 2, at + n);
+        for (const std::uint64_t factor : dropped.factors())
           bits += std::log2(static_cast<double>(factor));
+      }
     const double least = factors.least_dropped_bits(a, a + kBlock);
     ASSERT_LE(least, bits + 1e-3) << a;
     ASSERT_GT(least, 0.85 * bits) << a;
