@@ -124,6 +124,7 @@ class Run {
   nmp::AlgorithmTable table_;
   nmp::Context context_;
   std::vector<std::string> files_;  ///< complete by now
+  std::string open_set_;            ///< first file of a compressed set that is being written
 };
 
 const ConstantCatalogueEntry& constant_of(const Job& job) { return constant_by_key(job.constant); }
@@ -222,9 +223,13 @@ void Run::execute(std::optional<std::uint64_t> shown_block) {
 }
 
 void Run::print_files() const {
-  nmp::console::print_line(files_.empty() ? "\nNo digits were left behind."
-                                          : "\nComplete when the job was stopped:");
+  if (files_.empty() && open_set_.empty())
+    return nmp::console::print_line("\nNo digits were left behind.");
+  nmp::console::print_line("\nLeft behind when the job was stopped:");
   for (const std::string& file : files_) nmp::console::print_line("    " + file);
+  if (!open_set_.empty())
+    nmp::console::print_line("    " + open_set_ +
+                             " and the files of its set; those named incomplete are not whole");
 }
 
 RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisplay& status,
@@ -273,10 +278,11 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
       nmp::digit_file_stem("", constant_name(job_), radix, algorithm_file_text(job_));
   nmp::BasicNcdSetWriter set(job_.output_path, name, static_cast<std::uint8_t>(radix),
                              job_.digits_per_file, report.digits, writer.first_digits());
+  report.file = open_set_ = set.file_path(0);
   write_to(&set);
-  report.file = set.file_path(0);
   report.digits_per_file = set.digits_per_file();
   const auto reader = set.close_and_get_basic_reader();
+  open_set_.clear();
   files_.push_back(report.file);
   if (!verify) return;
   status.stage("Output Check");
