@@ -139,9 +139,9 @@ void ExactFloat::set_BasicInt(const BasicInt& x, bool positive) {
   hash = positive ? x.hash : hash61::negate(x.hash);
 }
 
-void ExactFloat::set_ExactFloat(const ExactFloat& x) {
+void ExactFloat::set_ExactFloat(Context& context, const ExactFloat& x) {
   need_words("ExactFloat::set_ExactFloat()", *this, x.L);
-  words::copy(buffer, x.T, x.L);
+  words::copy(context, buffer, x.T, x.L);
   T = buffer;
   L = x.L;
   exp = x.exp;
@@ -150,8 +150,8 @@ void ExactFloat::set_ExactFloat(const ExactFloat& x) {
 }
 
 void ExactFloat::set_add(Context& context, const ExactFloat& a, const ExactFloat& b) {
-  if (a.is_zero()) return set_ExactFloat(b);
-  if (b.is_zero()) return set_ExactFloat(a);
+  if (a.is_zero()) return set_ExactFloat(context, b);
+  if (b.is_zero()) return set_ExactFloat(context, a);
   const std::int64_t lowest = std::min(a.exp, b.exp);
   const auto n = static_cast<std::uint64_t>(std::max(a.mag(), b.mag()) - lowest);
   need_words("ExactFloat::set_add()", *this, n + 1);
@@ -238,23 +238,29 @@ void ExactFloat::add_ip(Context& context, const ExactFloat& b) {
   if (!positive) negate();
 }
 
-void ExactFloat::truncate(std::size_t words) {
-  if (L > words) truncate_below(mag() - static_cast<std::int64_t>(words));
+void ExactFloat::truncate(Context& context, std::size_t words) {
+  if (L > words) truncate_below(context, mag() - static_cast<std::int64_t>(words));
 }
 
-void ExactFloat::truncate_below(std::int64_t lowest) {
+void ExactFloat::truncate_below(Context& context, std::int64_t lowest) {
   if (is_zero() || lowest <= exp) return;
   if (lowest >= mag()) return set_zero();
   const auto dropped = static_cast<std::uint32_t>(lowest - exp);
   T += dropped;
   L -= dropped;
   exp = lowest;
-  hash = computed_hash();
+  hash = computed_hash(context);
 }
 
 std::uint64_t ExactFloat::computed_hash() const {
-  if (is_zero()) return 0;
-  const std::uint64_t h = hash61::multiply(hash61::of_words(T, L), hash61::word_weight(exp));
+  return is_zero() ? 0 : placed_hash(hash61::of_words(T, L));
+}
+std::uint64_t ExactFloat::computed_hash(Context& context) const {
+  return is_zero() ? 0 : placed_hash(words::hash_of(context, T, L));
+}
+
+std::uint64_t ExactFloat::placed_hash(std::uint64_t of_words) const {
+  const std::uint64_t h = hash61::multiply(of_words, hash61::word_weight(exp));
   return sign ? h : hash61::negate(h);
 }
 

@@ -41,7 +41,7 @@ class ExactFloat {
   void negate();
   /// Copies; a `positive` of false negates (the hash too).
   void set_BasicInt(const BasicInt& x, bool positive);
-  void set_ExactFloat(const ExactFloat& x);
+  void set_ExactFloat(Context& context, const ExactFloat& x);
 
   /// this = a + b, signed. The buffer must hold max(mag) + 1 - min(exp) words; overlaps neither.
   void set_add(Context& context, const ExactFloat& a, const ExactFloat& b);
@@ -67,11 +67,12 @@ class ExactFloat {
 
   /// Rounds towards zero: drops low words so that at most `words` >= 1 remain, or those below
   /// position `lowest` (all of them give zero). The residue starts afresh from what is kept.
-  void truncate(std::size_t words);
-  void truncate_below(std::int64_t lowest);
+  void truncate(Context& context, std::size_t words);
+  void truncate_below(Context& context, std::int64_t lowest);
 
   /// The residue recomputed from the words; differs from `hash` only after a fault.
   std::uint64_t computed_hash() const;
+  std::uint64_t computed_hash(Context& context) const;
 
   Word* T = nullptr;
   std::uint32_t L = 0;
@@ -80,6 +81,9 @@ class ExactFloat {
   std::uint64_t hash = 0;
   Word* buffer = nullptr;
   std::uint32_t buffer_size = 0;
+
+ private:
+  std::uint64_t placed_hash(std::uint64_t of_words) const;
 };
 
 /// A zero with room for `words` words, off the front of `memory`.

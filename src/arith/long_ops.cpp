@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 
+#include "arith/hash61.h"
 #include "arith/word_ops.h"
 #include "memory/aligned_buffer.h"
 #include "parallel/context.h"
@@ -136,6 +138,17 @@ Word negate_n(Context& context, Word* c, const Word* a, std::size_t n) {
     complement(c + split.begin(k), a + split.begin(k), split.size(k));
   });
   return increment(c, n) ^ 1;  // the increment only runs over for a = 0
+}
+
+std::uint64_t hash_of(Context& context, const Word* words, std::size_t n) {
+  const Split split(context, words, n);
+  if (split.parts() == 1) return hash61::of_words(words, n);
+  std::uint64_t part[kMaxParts];
+  for_parts(context, split, [&](std::size_t k) {
+    part[k] = hash61::multiply(hash61::of_words(words + split.begin(k), split.size(k)),
+                               hash61::word_weight(static_cast<std::int64_t>(split.begin(k))));
+  });
+  return std::accumulate(part, part + split.parts(), std::uint64_t{0}, hash61::add);
 }
 
 Word add_placed(Context& context, Word* c, const Placed& a, const Placed& b) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "arith/context.h"
 #include "arith/word.h"
@@ -22,6 +23,9 @@ void copy(Context& context, Word* target, const Word* source, std::size_t n);
 void zero(Context& context, Word* target, std::size_t n);
 /// c = -a modulo 2^(32 n); returns the borrow: 1 unless a is zero.
 Word negate_n(Context& context, Word* c, const Word* a, std::size_t n);
+
+/// Residue of words[0, n) modulo 2^61 - 1, as hash61::of_words.
+std::uint64_t hash_of(Context& context, const Word* words, std::size_t n);
 
 /// A number whose word 0 has position `offset`.
 struct Placed {

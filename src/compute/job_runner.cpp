@@ -237,13 +237,13 @@ RadixReport Run::produce(unsigned radix, const nmp::BigFloat& number, StatusDisp
   RadixReport report;
   report.digits = digits(radix);
   status.stage(radix == 10 ? "Radix Conversion" : "Output");
-  nmp::FloatWriterB writer(number, precision_, report.digits, radix);
+  nmp::FloatWriterB writer(context_, number, precision_, report.digits, radix);
   writer.convert(context_, &status, scratch);
   if (radix == 10) status.stage("Conversion Check");
   writer.verify(context_, &status, scratch);
   status.stage("Output");
   write_digits(writer, radix, report, status, scratch);
-  writer.verify_binary_words(&status);
+  writer.verify_binary_words(context_, &status);
   if (job_.bbp_check && radix == 16) {
     status.stage("BBP Check");
     report.bbp_check = check_with_bbp(report.last_digits, report.digits, *framework_, &status);

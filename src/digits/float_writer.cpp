@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "arith/word_ops.h"
 #include "digits/radix_conversion.h"
 #include "digits/step_trail.h"
@@ -23,8 +24,8 @@ constexpr const char* kRange =
 
 }  // namespace
 
-FloatWriterB::FloatWriterB(const BigFloat& number, std::size_t precision, std::uint64_t digits,
-                           unsigned radix)
+FloatWriterB::FloatWriterB(Context& context, const BigFloat& number, std::size_t precision,
+                           std::uint64_t digits, unsigned radix)
     : number_(number), digits_(digits), radix_(radix) {
   if (radix != 10 && radix != 16) throw InvalidParametersException(kConstructor, "Invalid radix.");
   if (number_.is_zero())
@@ -38,7 +39,7 @@ FloatWriterB::FloatWriterB(const BigFloat& number, std::size_t precision, std::u
   }
   check_range();
   check_precision(precision);
-  before_hash_ = hash61::of_words(number_.T, number_.L);
+  before_hash_ = words::hash_of(context, number_.T, number_.L);
 }
 
 void FloatWriterB::check_range() const {
@@ -93,9 +94,9 @@ void FloatWriterB::convert(Context& context, Progress* progress, AlignedBufferC 
   CBRv2::convert_T(context, split, powers, blocks, progress, scratch);
 }
 
-void FloatWriterB::verify_binary_words(Progress* progress) const {
+void FloatWriterB::verify_binary_words(Context& context, Progress* progress) const {
   if (progress != nullptr) progress->step("Verifying Binary Output");
-  const std::uint64_t after_hash = hash61::of_words(number_.T, number_.L);
+  const std::uint64_t after_hash = words::hash_of(context, number_.T, number_.L);
   const std::string before = "Before Hash = " + std::to_string(before_hash_);
   const std::string after = "After  Hash = " + std::to_string(after_hash);
   if (progress != nullptr) {

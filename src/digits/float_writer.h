@@ -34,7 +34,8 @@ class FloatWriterB {
   /// `digits` need, else InvalidParametersException "compute < output". The same exception for a
   /// number that is zero or not strictly between 2^-32 and 2^32, and for a radix other than 10 and
   /// 16 ("Invalid radix."). A negative number draws a warning and is taken as positive.
-  FloatWriterB(const BigFloat& number, std::size_t precision, std::uint64_t digits, unsigned radix);
+  FloatWriterB(Context& context, const BigFloat& number, std::size_t precision,
+               std::uint64_t digits, unsigned radix);
 
   /// Bytes of scratch, the same for all steps.
   static std::size_t scratch_bytes(const Context& context, std::uint64_t digits, unsigned radix);
@@ -60,14 +61,14 @@ class FloatWriterB {
 
   /// AlgorithmFailedException "Checksum Mismatch" when the words of the number are no longer what
   /// they were at construction.
-  void verify_binary_words(Progress* progress) const;
+  void verify_binary_words(Context& context, Progress* progress) const;
 
  private:
   void check_range() const;
   void check_precision(std::size_t precision) const;
   void copy_fraction(Word* target, std::uint64_t first, std::size_t count) const;
   std::uint64_t hash_of_blocks(Context& context, const Word* blocks) const;
-  std::uint64_t hash_of_nibbles() const;
+  std::uint64_t hash_of_nibbles(Context& context) const;
   std::uint64_t hash_of_product(Context& context, Progress* progress, AlignedBufferC scratch) const;
   void expand(const Word* blocks, std::uint64_t first_unit, std::size_t units,
               std::uint8_t* digits) const;

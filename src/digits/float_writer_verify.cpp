@@ -12,6 +12,7 @@
 #include <string>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "digits/float_writer.h"
 #include "digits/float_writer_scratch.h"
 #include "digits/low_product_hash.h"
@@ -96,7 +97,7 @@ std::uint64_t FloatWriterB::hash_of_product(Context& context, Progress* progress
   Word* power = scratch.carve<Word>(shape.power_room);
   const std::size_t power_length = CBRv2::power_of_5(context, digits_, power, scratch);
   trail.replace("Hashing Power...");
-  CBRv2::CheckS(5, digits_, power, power_length);
+  CBRv2::CheckS(context, 5, digits_, power, power_length);
 
   // Words of X below the number's last one are zeros and stay out of the product.
   trail.replace("Hashing Binary...");
@@ -105,7 +106,7 @@ std::uint64_t FloatWriterB::hash_of_product(Context& context, Progress* progress
   const Word* x = number_.T + (lowest - number_.exp);
   const std::size_t zeros = static_cast<std::size_t>(lowest - bottom);
   const std::uint64_t weight = hash61::word_weight(static_cast<std::int64_t>(zeros));
-  const std::uint64_t x_hash = hash61::of_words(x, shape.fraction_words - zeros);
+  const std::uint64_t x_hash = words::hash_of(context, x, shape.fraction_words - zeros);
   const std::uint64_t total =
       hash61::multiply(hash61::multiply(x_hash, weight), hash61::power(5, digits_));
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "digits/digit_text.h"
 #include "digits/float_writer.h"
 #include "digits/float_writer_scratch.h"
@@ -63,13 +64,14 @@ void FloatWriterB::expand(const Word* blocks, std::uint64_t first_unit, std::siz
 }
 
 /// The hash of the hexadecimal digits, from the words that they are part of.
-std::uint64_t FloatWriterB::hash_of_nibbles() const {
+std::uint64_t FloatWriterB::hash_of_nibbles(Context& context) const {
   const std::uint64_t full = digits_ / kHexDigits;
   const std::int64_t bottom = -static_cast<std::int64_t>(full);
   const std::int64_t lowest = std::clamp<std::int64_t>(number_.exp, bottom, 0);
-  const std::uint64_t hash = hash61::multiply(
-      hash61::of_words(number_.T + (lowest - number_.exp), static_cast<std::size_t>(-lowest)),
-      hash61::word_weight(lowest - bottom));
+  const std::uint64_t hash =
+      hash61::multiply(words::hash_of(context, number_.T + (lowest - number_.exp),
+                                      static_cast<std::size_t>(-lowest)),
+                       hash61::word_weight(lowest - bottom));
   const unsigned rest = 4 * static_cast<unsigned>(digits_ % kHexDigits);
   if (rest == 0) return hash;
   Word last;
@@ -108,7 +110,7 @@ void FloatWriterB::write(Context& context, Progress* progress, DigitSink* sink,
     if (progress != nullptr)
       progress->advance(static_cast<double>(offset + count) / static_cast<double>(digits_));
   }
-  const std::uint64_t expected = radix_ == 16     ? hash_of_nibbles()
+  const std::uint64_t expected = radix_ == 16     ? hash_of_nibbles(context)
                                  : verified_hash_ ? *verified_hash_
                                                   : hash_of_blocks(context, blocks);
   if (record.hash() != expected)

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/spectrum.h"
 
@@ -40,13 +41,13 @@ std::uint64_t divide_by_power_of_2(std::uint64_t hash, std::uint64_t bits) {
 std::uint64_t power_of_2(std::uint64_t bits) { return std::uint64_t{1} << (bits % 61); }
 
 /// words[0, n) / 2^bits, without what is below the point.
-std::uint64_t hash_above(const Word* words, std::size_t n, std::uint64_t bits) {
+std::uint64_t hash_above(Context& context, const Word* words, std::size_t n, std::uint64_t bits) {
   const std::size_t first = static_cast<std::size_t>(bits / kWordBits);
   if (first >= n) return 0;
   const unsigned rest = bits % kWordBits;
   const Word below = words[first] & ((Word{1} << rest) - 1);
-  return divide_by_power_of_2(hash61::subtract(hash61::of_words(words + first, n - first), below),
-                              rest);
+  return divide_by_power_of_2(
+      hash61::subtract(words::hash_of(context, words + first, n - first), below), rest);
 }
 
 std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::size_t al,
@@ -64,7 +65,8 @@ std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::s
   spectra->inverse(r, wrap, x);
   if (r[guard_word(al)] == 0 || r[guard_word(al)] == ~Word{0}) return std::nullopt;
 
-  const std::uint64_t product = hash61::multiply(hash61::of_words(a, al), hash61::of_words(b, bl));
+  const std::uint64_t product =
+      hash61::multiply(words::hash_of(context, a, al), words::hash_of(context, b, bl));
   const std::uint64_t wrap_bits = std::uint64_t{wrap} * kWordBits;
   const std::uint64_t modulus = spectra->wrap_sign() == 1
                                     ? hash61::subtract(power_of_2(wrap_bits), 1)
@@ -72,9 +74,9 @@ std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::s
   if (modulus == 0) return std::nullopt;
   const std::uint64_t inverse = hash61::power(modulus, hash61::kPrime - 2);
   const std::uint64_t high =
-      hash61::multiply(hash61::subtract(product, hash61::of_words(r, wrap)), inverse);
-  const std::uint64_t above =
-      hash61::add(hash61::multiply(high, power_of_2(wrap_bits - bits)), hash_above(r, wrap, bits));
+      hash61::multiply(hash61::subtract(product, words::hash_of(context, r, wrap)), inverse);
+  const std::uint64_t above = hash61::add(hash61::multiply(high, power_of_2(wrap_bits - bits)),
+                                          hash_above(context, r, wrap, bits));
   return hash61::subtract(product, hash61::multiply(above, power_of_2(bits)));
 }
 
@@ -99,7 +101,7 @@ std::uint64_t low_product_hash(Context& context, const Word* a, std::size_t al, 
   multiply(whole, product, a, al, b, bl, scratch);
   const unsigned top_bits = bits % kWordBits;
   if (top_bits != 0) product[al - 1] &= (Word{1} << top_bits) - 1;
-  return hash61::of_words(product, al);
+  return words::hash_of(context, product, al);
 }
 
 }  // namespace nmp

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/word_ops.h"
 #include "foundation/console.h"
@@ -34,9 +35,10 @@ std::uint64_t CheckP(std::uint64_t radix, std::uint64_t exponent) {
   return hash61::power(radix, exponent);
 }
 
-void CheckS(std::uint64_t radix, std::uint64_t exponent, const Word* words, std::size_t length) {
+void CheckS(Context& context, std::uint64_t radix, std::uint64_t exponent, const Word* words,
+            std::size_t length) {
   const std::uint64_t expected = CheckP(radix, exponent);
-  const std::uint64_t actual = hash61::of_words(words, length);
+  const std::uint64_t actual = words::hash_of(context, words, length);
   if (expected == actual) return;
   console::print_line('R', "\nRadix Conversion: Power Hash Mismatch\nExpected = " +
                                std::to_string(expected) + "\nActual   = " + std::to_string(actual));
@@ -108,7 +110,7 @@ void PowerTable::nmp_CBRv2_ci_btrf_build_table(Context& context, const Split& sp
       multiply(context, target, root.words, root.length, root.words, root.length, scratch);
       power.length = words::stripped_length(target, 2 * root.length);
     }
-    CheckS(5, power.exponent, power.words, power.length);
+    CheckS(context, 5, power.exponent, power.words, power.length);
   }
 }
 

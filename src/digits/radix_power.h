@@ -20,7 +20,8 @@ std::uint64_t CheckP(std::uint64_t radix, std::uint64_t exponent);
 
 /// Throws AlgorithmFailedException "Power Hash Mismatch", and shows both residues on the console,
 /// unless words[0, length) has the residue of radix^exponent.
-void CheckS(std::uint64_t radix, std::uint64_t exponent, const Word* words, std::size_t length);
+void CheckS(Context& context, std::uint64_t radix, std::uint64_t exponent, const Word* words,
+            std::size_t length);
 
 /// Words of room that `power_of_5` needs at its target: what squaring writes before it is trimmed.
 std::size_t power_of_5_room(std::uint64_t exponent);

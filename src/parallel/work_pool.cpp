@@ -1,6 +1,7 @@
 #include "parallel/work_pool.h"
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <system_error>
 #include <utility>
@@ -12,9 +13,10 @@
 namespace nmp::parallel {
 namespace {
 
-/// Searches without result before a thread goes to sleep, with a yield after each: a few
-/// microseconds.
-constexpr unsigned kSearches = 8;
+/// How long a thread looks for work, yielding in between, before it goes to sleep. A sleeper takes
+/// some 50 microseconds to come back, longer on a virtual machine; the loops of a product follow
+/// each other faster than that.
+constexpr std::chrono::microseconds kPatience{1000};
 /// Sleepers that one thread wakes for one node.
 constexpr std::size_t kWakes = 2;
 constexpr std::size_t kCacheLine = 64;
@@ -175,36 +177,39 @@ void WorkPool::run(const Claim& claim) {
 
 template <typename Done>
 void WorkPool::work_until(const Node* within, const Done& done) {
-  for (unsigned searches = 0; !done();) {
+  using Clock = std::chrono::steady_clock;
+  for (auto end = Clock::now() + kPatience; !done();) {
     Claim claim = take(within);
-    if (claim.node != nullptr) {
-      run(claim);
-      searches = 0;
-      continue;
-    }
-    if (++searches < kSearches) {
+    if (claim.node == nullptr && Clock::now() < end) {
       std::this_thread::yield();
       continue;
     }
-    searches = 0;
-    Sleeper self{within};
-    {
-      const std::lock_guard guard(sleep_lock_);
-      sleepers_.append(self);
-      ++sleeping_;
-    }
-    const bool over = done();
-    if (!over) claim = take(within);
-    {
-      std::unique_lock guard(sleep_lock_);
-      if (!over && claim.node == nullptr) self.wake_up.wait(guard, [&self] { return self.woken; });
-      if (!self.woken) {
-        sleepers_.remove(self);
-        --sleeping_;
-      }
-    }
+    if (claim.node == nullptr) claim = sleep(within, done);
     if (claim.node != nullptr) run(claim);
+    end = Clock::now() + kPatience;
   }
+}
+
+/// Sleeps until woken, unless `done` or there is a chunk to run after all, which is returned.
+template <typename Done>
+WorkPool::Claim WorkPool::sleep(const Node* within, const Done& done) {
+  Sleeper self{within};
+  {
+    const std::lock_guard guard(sleep_lock_);
+    sleepers_.append(self);
+    ++sleeping_;
+  }
+  const bool over = done();
+  const Claim claim = over ? Claim{} : take(within);
+  {
+    std::unique_lock guard(sleep_lock_);
+    if (!over && claim.node == nullptr) self.wake_up.wait(guard, [&self] { return self.woken; });
+    if (!self.woken) {
+      sleepers_.remove(self);
+      --sleeping_;
+    }
+  }
+  return claim;
 }
 
 template <typename Which>

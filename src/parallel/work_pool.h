@@ -17,7 +17,7 @@
 //            (3) a wait never grows by unrelated work.
 //            This is the condition of leapfrogging [Wagner, Calder: Leapfrogging, 1993], applied to
 //            all descendants instead of the thief's own tasks.
-//   sleeping A thread that finds nothing yields a few times, then puts itself on the list of
+//   sleeping A thread that finds nothing looks on for a while, then puts itself on the list of
 //            sleepers, looks once more, and sleeps. Whoever adds a node, or is the last to leave
 //            one, looks at the number of sleepers after that. Both in one total order (the
 //            sequentially consistent default of atomics): one of the two notices the other. A
@@ -70,6 +70,9 @@ class WorkPool final : public LoopContext {
   /// Runs what may be run while waiting for `within` (null: anything) until `done`.
   template <typename Done>
   void work_until(const Node* within, const Done& done);
+
+  template <typename Done>
+  Claim sleep(const Node* within, const Done& done);
 
   template <typename Which>
   void wake(std::size_t most, const Which& which);

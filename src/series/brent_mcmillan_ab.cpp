@@ -28,8 +28,9 @@ constexpr std::size_t kScarceBytes = std::size_t{1} << 16;
 constexpr std::size_t kFinishGuard = 4;
 
 /// The residue must be right both as the operations carried it and in the words themselves.
-void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
-  for (const std::uint64_t actual : {x.hash, x.computed_hash()}) {
+void check_residue(Context& context, const Range& range, const ExactFloat& x,
+                   std::uint64_t expected) {
+  for (const std::uint64_t actual : {x.hash, x.computed_hash(context)}) {
     if (actual == expected) continue;
     console::print_line('R', "Modular Redundancy Check Failed");
     throw BSRModularCheckFailedException("BinarySplitting::BrentMcMillanAB::PSR_BlockS::run()",
@@ -130,10 +131,10 @@ void PSR_BlockS::run(Context& context, Range& result, std::uint64_t a, std::uint
 void PSR_BlockS::check(Context& context, const Range& range, std::uint64_t a,
                        std::uint64_t b) const {
   const Residues expected = range_residues(context, run_.parameters, a, b);
-  check_residue(range, range.D, expected.D);
-  check_residue(range, range.C, expected.C);
-  check_residue(range, range.T, expected.T);
-  check_residue(range, range.U, expected.U);
+  check_residue(context, range, range.D, expected.D);
+  check_residue(context, range, range.C, expected.C);
+  check_residue(context, range, range.T, expected.T);
+  check_residue(context, range, range.U, expected.U);
 }
 
 void PSR_SeriesPartsS::run(Context& context, Range& result, std::uint64_t a, std::uint64_t b,
@@ -204,28 +205,28 @@ void PSR_SeriesS::run(Results& results, std::size_t refined_target, Progress& pr
 void PSR_SeriesS::finish(Range& sum, Results& results, std::size_t refined_target,
                          Progress& progress, AlignedBufferC scratch) {
   const std::size_t words = finishing_words();
-  for (ExactFloat* x : {&sum.D, &sum.C, &sum.T, &sum.U}) x->truncate(words);
+  for (ExactFloat* x : {&sum.D, &sum.C, &sum.T, &sum.U}) x->truncate(context_, words);
   ExactFloat S = carve_number(scratch, words + 2), R = carve_number(scratch, words + 2);
   ExactFloat x = carve_number(scratch, 2 * words), y = carve_number(scratch, 2 * words);
 
   progress.step("Finishing Series");
   for (ExactFloat* of : {&sum.T, &sum.U}) of->mp2(2 * std::int64_t{parameters_.k});
-  for (ExactFloat* of : {&sum.T, &sum.U}) of->truncate(words);
+  for (ExactFloat* of : {&sum.T, &sum.U}) of->truncate(context_, words);
   x.set_mul(context_, sum.C, sum.T, scratch);
   y.set_mul(context_, sum.D, sum.U, scratch);
-  x.truncate(words);
-  y.truncate_below(x.exp);
+  x.truncate(context_, words);
+  y.truncate_below(context_, x.exp);
   x.usubAB_ip(context_, y);
   results.numerator.set_ExactFloat(x, parameters_.target);
 
   progress.step("Finalizing: Q^2: ");
   x.set_mul(context_, sum.D, sum.D, scratch);
-  x.truncate(words);
-  S.set_ExactFloat(x);
+  x.truncate(context_, words);
+  S.set_ExactFloat(context_, x);
   progress.step("Finalizing: R + S: ");
-  x.truncate_below(sum.T.exp);
+  x.truncate_below(context_, sum.T.exp);
   R.set_add(context_, sum.T, x);
-  R.truncate(words);
+  R.truncate(context_, words);
   progress.step("Finalizing: Q * (R + S): ");
   x.set_mul(context_, sum.D, R, scratch);
   results.denominator.set_ExactFloat(x, parameters_.target);

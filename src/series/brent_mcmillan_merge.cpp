@@ -39,12 +39,12 @@ struct Lengths {
 };
 
 /// Cuts a pair of numbers below the positions `lowest` and `lowest` - 1.
-void cut(ExactFloat& x, ExactFloat& y, std::int64_t lowest) {
-  x.truncate_below(lowest);
-  y.truncate_below(lowest - 1);
+void cut(Context& context, ExactFloat& x, ExactFloat& y, std::int64_t lowest) {
+  x.truncate_below(context, lowest);
+  y.truncate_below(context, lowest - 1);
 }
-void truncate(ExactFloat& x, ExactFloat& y, std::size_t words) {
-  if (x.L > words) cut(x, y, x.mag() - static_cast<std::int64_t>(words));
+void truncate(Context& context, ExactFloat& x, ExactFloat& y, std::size_t words) {
+  if (x.L > words) cut(context, x, y, x.mag() - static_cast<std::int64_t>(words));
 }
 
 /// The position below which T need not be known. T0*S reaches to within two words of its
@@ -68,7 +68,8 @@ std::uint64_t hash_of_sum(const ExactFloat& a, const ExactFloat& b, const ExactF
 /// A plan and what a merge does with it.
 class Shared {
  public:
-  Shared(Spectra& spectra, AlignedBufferC memory) : spectra_(spectra), memory_(memory) {}
+  Shared(Context& context, Spectra& spectra, AlignedBufferC memory)
+      : context_(context), spectra_(spectra), memory_(memory) {}
 
   Spectrum transformed(const ExactFloat& x) {
     Spectrum s = spectra_.carve(memory_);
@@ -93,13 +94,14 @@ class Shared {
     x.exp = exp;
     x.sign = true;
     x.hash = hash;
-    if (x.computed_hash() != hash)
+    if (x.computed_hash(context_) != hash)
       throw AlgorithmFailedException("BrentMcMillanAB::merge()",
                                      "Multiplication Failed: Checksum Mismatch");
     return x;
   }
 
  private:
+  Context& context_;
   Spectra& spectra_;
   AlignedBufferC memory_;
 };
@@ -120,9 +122,9 @@ class Merge {
     room_ = scratch.carve<Word>(lengths_.room());
     const std::int64_t factor_lowest = lowest_ - std::max(left_.T.mag(), left_.U.mag()) - 2;
     if (!small_shared(scratch)) small_plain(scratch);
-    if (lowest_ != kNowhere) cut(S_, M_, factor_lowest);
+    if (lowest_ != kNowhere) cut(context_, S_, M_, factor_lowest);
     if (!large_shared(scratch)) large_plain(scratch);
-    truncate(left_.T, left_.U, kept_.T);
+    truncate(context_, left_.T, left_.U, kept_.T);
   }
 
  private:
@@ -135,7 +137,7 @@ class Merge {
     if (lengths_.small < kLeastSharedWords || C0.exp - D0.exp != C1.exp - D1.exp) return false;
     Spectra* const spectra = make_spectra(context_, lengths_.small_shape(), scratch);
     if (!spectra) return false;
-    Shared shared(*spectra, scratch);
+    Shared shared(context_, *spectra, scratch);
     Spectrum d0 = shared.transformed(D0), c0 = shared.transformed(C0);
     Spectrum d1 = shared.transformed(D1), c1 = shared.transformed(C1);
     shared.multiply(c0, c0, d1, d0, c1);
@@ -166,9 +168,9 @@ class Merge {
   }
 
   void set_small(ExactFloat& D, ExactFloat& C) {
-    truncate(D, C, kept_.D);
-    left_.D.set_ExactFloat(D);
-    left_.C.set_ExactFloat(C);
+    truncate(context_, D, C, kept_.D);
+    left_.D.set_ExactFloat(context_, D);
+    left_.C.set_ExactFloat(context_, C);
   }
 
   /// T and U in place; spoils S and M. False as above.
@@ -177,7 +179,7 @@ class Merge {
     if (lengths_.large < kLeastSharedWords || U.exp - T.exp != M_.exp - S_.exp) return false;
     Spectra* const spectra = make_spectra(context_, lengths_.large_shape(), scratch);
     if (!spectra) return false;
-    Shared shared(*spectra, scratch);
+    Shared shared(context_, *spectra, scratch);
     Spectrum s = shared.transformed(S_), m = shared.transformed(M_);
     Spectrum t = shared.transformed(T), u = shared.transformed(U);
     shared.multiply(u, u, s, t, m);
@@ -194,10 +196,10 @@ class Merge {
     ExactFloat x = carve_number(scratch, lengths_.large), y = carve_number(scratch, lengths_.large);
     x.set_mul(context_, left_.U, S_, scratch);
     y.set_mul(context_, left_.T, M_, scratch);
-    x.truncate_below(lowest_ - 1);
-    y.truncate_below(lowest_ - 1);
+    x.truncate_below(context_, lowest_ - 1);
+    y.truncate_below(context_, lowest_ - 1);
     left_.U.set_add(context_, x, y);
-    x.set_ExactFloat(left_.U);
+    x.set_ExactFloat(context_, left_.U);
     set_sum(left_.U, x, right_.U, lowest_ - 1);
     x.set_mul(context_, left_.T, S_, scratch);
     set_sum(left_.T, x, right_.T, lowest_);
@@ -206,8 +208,8 @@ class Merge {
   /// x = product + 2^shift right.
   void set_sum(ExactFloat& x, ExactFloat& product, ExactFloat& right, std::int64_t lowest) {
     right.mp2(static_cast<std::int64_t>(shift_));
-    product.truncate_below(lowest);
-    right.truncate_below(lowest);
+    product.truncate_below(context_, lowest);
+    right.truncate_below(context_, lowest);
     x.set_add(context_, product, right);
   }
 

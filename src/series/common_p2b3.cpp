@@ -56,7 +56,7 @@ void multiply_by(Context& context, ExactFloat& x, std::uint64_t by, AlignedBuffe
   factor.set_BasicInt(integer, true);
   ExactFloat product = carve_number(scratch, x.L + std::size_t{2});
   product.set_mul(context, x, factor, scratch);
-  x.set_ExactFloat(product);
+  x.set_ExactFloat(context, product);
 }
 
 /// Turns a finished product into the result that has lent it its buffer.
@@ -69,8 +69,9 @@ void adopt(BigFloat& result, const ExactFloat& x, std::size_t target) {
 }
 
 /// The residue must be right both as the operations carried it and in the words themselves.
-void check_residue(const Range& range, const ExactFloat& x, std::uint64_t expected) {
-  for (const std::uint64_t residue : {x.hash, x.computed_hash()}) {
+void check_residue(Context& context, const Range& range, const ExactFloat& x,
+                   std::uint64_t expected) {
+  for (const std::uint64_t residue : {x.hash, x.computed_hash(context)}) {
     const std::uint64_t actual = hash61::multiply(residue, range.dropped);
     if (actual != expected) fail_modular_check(range, expected, actual);
   }
@@ -187,9 +188,9 @@ void PSR_BlockS::run(Context& context, Range& result, const Block& block, bool n
   BSR_BlockS(run_).BSR_S(context, result, block.a, block.b, needs_R, run_.plan.tds, scratch);
 
   const Residues expected = range_residues(context, run_.series, block.a, block.b);
-  check_residue(result, result.P, expected.P);
-  check_residue(result, result.Q, expected.Q);
-  if (needs_R && run_.sizing.keeps_R()) check_residue(result, result.R, expected.R);
+  check_residue(context, result, result.P, expected.P);
+  check_residue(context, result, result.Q, expected.Q);
+  if (needs_R && run_.sizing.keeps_R()) check_residue(context, result, result.R, expected.R);
 }
 
 void PSR_SeriesPartsS::run(Context& context, Range& result, std::size_t first, std::size_t last,
@@ -308,20 +309,20 @@ void PSR_SeriesS::scale_with_coefficients(Range& sum, Progress& progress,
   const auto add_q_to_P = [&] {
     progress.step("Finalizing: P + Q: ");
     if (series_.coefQ < 0) q.negate();
-    if (!P.is_zero()) q.truncate_below(P.exp);
+    if (!P.is_zero()) q.truncate_below(context_, P.exp);
     P.add_ip(context_, q);
   };
 
   if (series_.coefP < 0) P.negate();
   if (coefP == coefQ) {
-    q.set_ExactFloat(Q);
+    q.set_ExactFloat(context_, Q);
     add_q_to_P();
     scale("Finalizing: P * coefP: ", P, coefP);
     scale("Finalizing: Q * coefD: ", Q, series_.coefD);
   } else {
     scale("Finalizing: P * coefP: ", P, coefP);
     if (coefQ != 0) {
-      q.set_ExactFloat(Q);
+      q.set_ExactFloat(context_, Q);
       scale("Finalizing: Q * coefQ: ", q, coefQ);
     }
     scale("Finalizing: Q * coefD: ", Q, series_.coefD);

@@ -19,13 +19,13 @@ bool form_second_summand(Context& context, ExactFloat& R0, const ExactFloat& P1,
   ExactFloat r = R0, p = P1;
   const auto wanted =
       static_cast<std::size_t>(std::max<std::int64_t>(r.mag() + p.mag() - lowest + 2, 4));
-  r.truncate(wanted);
-  p.truncate(wanted);
+  r.truncate(context, wanted);
+  p.truncate(context, wanted);
   if (std::min(wanted, std::size_t{r.L} + p.L) > R0.buffer_size) return false;
   ExactFloat product = carve_number(scratch, std::size_t{r.L} + p.L);
   product.set_mul(context, r, p, scratch);
-  product.truncate_below(lowest);
-  R0.set_ExactFloat(product);
+  product.truncate_below(context, lowest);
+  R0.set_ExactFloat(context, product);
   return true;
 }
 
@@ -34,8 +34,8 @@ void multiply_by(Context& context, ExactFloat& x, const ExactFloat& by, std::siz
                  AlignedBufferC scratch) {
   ExactFloat product = carve_number(scratch, std::size_t{x.L} + by.L);
   product.set_mul(context, x, by, scratch);
-  product.truncate(kept);
-  x.set_ExactFloat(product);
+  product.truncate(context, kept);
+  x.set_ExactFloat(context, product);
 }
 
 /// An ordinary merge whose products are cut into pieces that `scratch` has room for.
@@ -68,9 +68,9 @@ void merge_last(Context& context, Range& left, const Range& right, std::size_t k
     return merge_in_pieces(context, left, right, kept, scratch);
   left.dropped = hash61::multiply(left.dropped, right.dropped);
   multiply_by(context, left.P, right.Q, kept, behind_Q);
-  left.R.truncate_below(left.P.exp);
+  left.R.truncate_below(context, left.P.exp);
   left.P.add_ip(context, left.R);
-  left.P.truncate(kept);
+  left.P.truncate(context, kept);
   multiply_by(context, left.Q, right.Q, kept, behind_Q);
 }
 

@@ -33,8 +33,8 @@ SpectrumShape shape_of(const Words& left, const Words& right, MergeWay way) {
           std::max(std::min(longer, right.Q), std::min(left.R, right.P)), 2};
 }
 
-void check(const ExactFloat& x) {
-  if (x.computed_hash() != x.hash)
+void check(Context& context, const ExactFloat& x) {
+  if (x.computed_hash(context) != x.hash)
     throw AlgorithmFailedException("merge()", "Multiplication Failed: Checksum Mismatch");
 }
 
@@ -43,15 +43,15 @@ bool is_lent(const Range& range) { return range.R.T == range.Q.T; }
 bool is_unit(const ExactFloat& x) { return x.L == 1 && x.T[0] == 1 && x.exp == 0; }
 
 /// x = the value of a spectrum, a number of at most `words` words and the residue `hash`.
-void take(ExactFloat& x, Spectra& spectra, Spectrum& s, std::size_t words, std::int64_t exp,
-          bool positive, std::uint64_t hash) {
+void take(Context& context, ExactFloat& x, Spectra& spectra, Spectrum& s, std::size_t words,
+          std::int64_t exp, bool positive, std::uint64_t hash) {
   x.T = x.buffer;
   spectra.inverse(x.T, words, s);
   x.L = static_cast<std::uint32_t>(words::stripped_length(x.T, words));
   x.exp = exp;
   x.sign = positive;
   x.hash = hash;
-  check(x);
+  check(context, x);
 }
 
 /// A product that has not been formed yet.
@@ -93,7 +93,7 @@ bool sum_takes_R(const Range& left, const Range& right, const Kept& kept) {
 }
 
 /// left.P and left.Q in the summed way, and left.R where `takes_R`.
-void merge_summed(Spectra& spectra, Range& left, const Range& right, bool takes_R,
+void merge_summed(Context& context, Spectra& spectra, Range& left, const Range& right, bool takes_R,
                   AlignedBufferC scratch) {
   const auto transformed = [&](const ExactFloat& x) {
     Spectrum s = spectra.carve(scratch);
@@ -109,7 +109,7 @@ void merge_summed(Spectra& spectra, Range& left, const Range& right, bool takes_
   const Spectra::Term sum[] = {{&p0, &q1, subtract && !first_leads},
                                {&r0, &p1, subtract && first_leads}};
   spectra.multiply(p0, sum);
-  take(left.P, spectra, p0, std::max(first.words(), second.words()) + 1, first.exp(),
+  take(context, left.P, spectra, p0, std::max(first.words(), second.words()) + 1, first.exp(),
        (first_leads ? first : second).positive(), hash61::add(first.hash(), second.hash()));
 
   if (takes_R) {
@@ -117,20 +117,20 @@ void merge_summed(Spectra& spectra, Range& left, const Range& right, bool takes_
     spectra.forward(p1, right.R.T, right.R.L);
     const Spectra::Term product[] = {{&r0, &p1}};
     spectra.multiply(p1, product);
-    take(left.R, spectra, p1, R.words(), R.exp(), R.positive(), R.hash());
+    take(context, left.R, spectra, p1, R.words(), R.exp(), R.positive(), R.hash());
   }
 
   const Planned denominator{left.Q, right.Q};
   if (!is_lent(left)) spectra.forward(r0, left.Q.T, left.Q.L);
   const Spectra::Term product[] = {{&r0, &q1}};
   spectra.multiply(r0, product);
-  take(left.Q, spectra, r0, denominator.words(), denominator.exp(), denominator.positive(),
+  take(context, left.Q, spectra, r0, denominator.words(), denominator.exp(), denominator.positive(),
        denominator.hash());
 }
 
 /// x *= Q1 for P0 and Q0, cut to `kept` words. Where Q0 is still wanted, Q is left in `product`.
-void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::size_t kept,
-                     ExactFloat& product, AlignedBufferC scratch) {
+void multiply_shared(Context& context, Spectra& spectra, Range& left, const ExactFloat& Q1,
+                     std::size_t kept, ExactFloat& product, AlignedBufferC scratch) {
   Spectrum q1 = spectra.carve(scratch), s = spectra.carve(scratch);
   spectra.forward(q1, Q1.T, Q1.L);
   for (ExactFloat* x : {&left.P, &left.Q}) {
@@ -139,9 +139,10 @@ void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::s
     spectra.forward(s, x->T, x->L);
     const Spectra::Term term[] = {{&s, &q1}};
     spectra.multiply(s, term);
-    take(product, spectra, s, planned.words(), planned.exp(), planned.positive(), planned.hash());
-    product.truncate(kept);
-    if (x == &left.P || !is_lent(left)) x->set_ExactFloat(product);
+    take(context, product, spectra, s, planned.words(), planned.exp(), planned.positive(),
+         planned.hash());
+    product.truncate(context, kept);
+    if (x == &left.P || !is_lent(left)) x->set_ExactFloat(context, product);
   }
 }
 
@@ -149,8 +150,8 @@ void multiply_shared(Spectra& spectra, Range& left, const ExactFloat& Q1, std::s
 void multiply_into(Context& context, ExactFloat& target, const ExactFloat& a, const ExactFloat& b,
                    std::size_t kept, ExactFloat& product, AlignedBufferC scratch) {
   product.set_mul(context, a, b, scratch);
-  product.truncate(kept);
-  target.set_ExactFloat(product);
+  product.truncate(context, kept);
+  target.set_ExactFloat(context, product);
 }
 
 /// left.P, which is P0*Q1 by now, += R0*P1. That is the smaller summand; its words below the first
@@ -161,19 +162,19 @@ void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std
   const bool truncated = left.P.L >= kept || left.P.exp > r.exp + p.exp;
   if (is_unit(r)) {
     if (!r.sign) p.negate();
-    if (truncated) p.truncate_below(left.P.exp);
+    if (truncated) p.truncate_below(context, left.P.exp);
     left.P.add_ip(context, p);
-    return left.P.truncate(kept);
+    return left.P.truncate(context, kept);
   }
   if (truncated && !left.P.is_zero()) {
     const std::int64_t wanted = std::max<std::int64_t>(r.mag() + p.mag() - left.P.exp + 2, 4);
-    r.truncate(static_cast<std::size_t>(wanted));
-    p.truncate(static_cast<std::size_t>(wanted));
+    r.truncate(context, static_cast<std::size_t>(wanted));
+    p.truncate(context, static_cast<std::size_t>(wanted));
   }
   product.set_mul(context, r, p, scratch);
-  if (truncated) product.truncate_below(left.P.exp);
+  if (truncated) product.truncate_below(context, left.P.exp);
   left.P.add_ip(context, product);
-  left.P.truncate(kept);
+  left.P.truncate(context, kept);
 }
 
 /// True where seven transforms of the summed shape are no longer than five of the shared one and
@@ -247,7 +248,7 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) merge_summed(*spectra, left, right, takes_R, rest);
+    if (spectra) merge_summed(context, *spectra, left, right, takes_R, rest);
   }
   const bool summed = spectra != nullptr;
   ExactFloat product =
@@ -255,13 +256,13 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
   if (way == MergeWay::kShared) {
     AlignedBufferC rest = scratch;
     spectra = make_spectra(context, shape_of(words, others, way), rest);
-    if (spectra) multiply_shared(*spectra, left, right.Q, kept.sum, product, rest);
+    if (spectra) multiply_shared(context, *spectra, left, right.Q, kept.sum, product, rest);
   }
   if (!spectra) multiply_into(context, left.P, left.P, right.Q, kept.sum, product, scratch);
   if (spectra && !summed && is_lent(left)) {
     ExactFloat second = carve_number(scratch, std::size_t{left.R.L} + right.P.L);
     add_second_summand(context, left, right.P, kept.sum, second, scratch);
-    left.Q.set_ExactFloat(product);
+    left.Q.set_ExactFloat(context, product);
   } else if (!summed) {
     add_second_summand(context, left, right.P, kept.sum, product, scratch);
   }

@@ -130,7 +130,7 @@ TEST_F(ExactFloats, CopiesAndZeros) {
     integer.hash = hash61::of_words(x.T, x.L);
     y.set_BasicInt(integer, a.positive);
     expect(y, test::number(!a.positive, a.words, 0));
-    y.set_ExactFloat(x);
+    y.set_ExactFloat(context_, x);
     expect(y, value(x));
     y.mul_uW(0);
     expect(y, {});
@@ -171,8 +171,8 @@ TEST_F(ExactFloats, RoomIsChecked) {
   Owned z(3), tiny(2);
   expect_too_small(3, 6, [&] { z.set_mul(context_, full, low, {}); });
   expect_too_small(3, 5, [&] { z.set_add(context_, full, low); });
-  expect_too_small(2, 3, [&] { tiny.set_ExactFloat(full); });
-  z.set_ExactFloat(full);
+  expect_too_small(2, 3, [&] { tiny.set_ExactFloat(context_, full); });
+  z.set_ExactFloat(context_, full);
   expect_too_small(3, 4, [&] { z.mul_uW(2); });
   expect_too_small(3, 4, [&] { z.mp2(1); });
 }

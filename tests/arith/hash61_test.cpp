@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include "arith/long_ops.h"
+#include "arith/multiply/algorithm_table.h"
 #include "support/random.h"
+#include "support/threads.h"
 
 namespace nmp {
 namespace {
@@ -31,6 +34,17 @@ TEST_F(Hash61, ArraysOfEveryShape) {
     std::uint64_t residue = 0;
     for (std::size_t i = n; i-- != 0;) residue = (doubled(residue, 32) + a[i]) % kP;
     ASSERT_EQ(hash61::of_words(a.data(), n), residue) << n << " words";
+  }
+}
+
+TEST_F(Hash61, PartsOfManyThreadsMakeUpTheWhole) {
+  test::Threads pool(3);
+  const AlgorithmTable table;
+  Context context{pool, table};
+  for (std::size_t rep = 0; rep < test::reps(40); ++rep) {
+    const std::vector<Word> a = rng_.words(words::kParallelWords - 20 + rng_.size(50000));
+    const std::size_t skip = rng_.size(20), n = a.size() - skip;
+    ASSERT_EQ(words::hash_of(context, a.data() + skip, n), hash61::of_words(a.data() + skip, n));
   }
 }
 

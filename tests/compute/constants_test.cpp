@@ -40,7 +40,7 @@ class Constants : public ::testing::Test {
     formula->compute(context, number, p, progress_, scratch.buffer());
 
     FencedScratch more(nmp::FloatWriterB::scratch_bytes(context, digits, radix));
-    nmp::FloatWriterB writer(number, p, digits, radix);
+    nmp::FloatWriterB writer(context, number, p, digits, radix);
     writer.convert(context, nullptr, more.buffer());
     writer.verify(context, nullptr, more.buffer());
     nmp::HashedDigits record(radix);

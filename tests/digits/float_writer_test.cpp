@@ -26,7 +26,7 @@ struct Output {
   Output(Context& own_context, const BigFloat& number, std::uint64_t digits, unsigned radix = 10,
          std::size_t precision = 0)
       : context(own_context),
-        writer(number, precision == 0 ? number.L : precision, digits, radix),
+        writer(context, number, precision == 0 ? number.L : precision, digits, radix),
         scratch(FloatWriterB::scratch_bytes(context, digits, radix)),
         record(radix) {}
 
@@ -72,7 +72,7 @@ class FloatWriter : public ::testing::Test {
                       std::size_t precision = 100, std::uint64_t digits = 9, unsigned radix = 10) {
     const OwnedFloat x(words, exponent);
     try {
-      FloatWriterB writer(x, precision, digits, radix);
+      FloatWriterB writer(context_, x, precision, digits, radix);
       ADD_FAILURE() << "accepted";
     } catch (const InvalidParametersException& e) {
       EXPECT_TRUE(e.message().starts_with(text)) << e.message();
@@ -135,8 +135,8 @@ TEST_F(FloatWriter, TakesHalfAndTheEdgesOfItsRange) {
 TEST_F(FloatWriter, ComputesMoreThanItWrites) {
   // 9 digits are 29.9 bits: one word below the point holds them, the word above it counts extra.
   const OwnedFloat x(Words(5, 7), -4);
-  FloatWriterB(x, 2, 9, 10);
-  FloatWriterB(x, 2, 7, 16);
+  FloatWriterB(context_, x, 2, 9, 10);
+  FloatWriterB(context_, x, 2, 7, 16);
   expect_refused("compute < output", Words(5, 7), -4, 1);
   expect_refused("compute < output", Words(5, 7), -4, 2, 10);
   expect_refused("compute < output", Words(5, 7), -4, 2, 8, 16);  // equal is not enough
@@ -190,11 +190,11 @@ TEST_F(FloatWriter, NoticesWordsThatChange) {
   shown_by_fault("FloatWriterB::convert()", "Checksum Mismatch", [&] { output.write(nullptr); });
   output.blocks()[100] ^= 1;
   output.write(nullptr);
-  test::on_console("", [&] { output.writer.verify_binary_words(nullptr); });
+  test::on_console("", [&] { output.writer.verify_binary_words(context_, nullptr); });
   x.T[5] ^= 0x100;
   const std::string shown =
       shown_by_fault("FloatWriterB::verify_binary_words()", "Checksum Mismatch",
-                     [&] { output.writer.verify_binary_words(nullptr); });
+                     [&] { output.writer.verify_binary_words(context_, nullptr); });
   EXPECT_NE(shown.find("Before Hash = "), std::string::npos);
   EXPECT_NE(shown.find("After  Hash = "), std::string::npos);
 }
@@ -210,7 +210,7 @@ TEST_F(FloatWriter, GivesTheSameWithThreadsAndNeedsItsScratch) {
     EXPECT_EQ(output.last.text(), text.substr(text.size() - LastDigits::kKept));
     EXPECT_EQ(Output(several, x, digits, radix).all(), text);
   }
-  FloatWriterB writer(x, x.L, digits, 10);
+  FloatWriterB writer(context_, x, x.L, digits, 10);
   FencedScratch scratch(FloatWriterB::scratch_bytes(context_, digits, 10) / 4);
   EXPECT_THROW(
       {

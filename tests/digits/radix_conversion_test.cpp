@@ -247,12 +247,12 @@ TEST_F(RadixConversion, NoticesASpoiltTransform) {
   EXPECT_EQ(message_with(1, -1, 2), "Multiplication Failed: Checksum Mismatch");
 }
 
-TEST(RadixPower, IsCheckedAgainstModularExponentiation) {
+TEST_F(RadixConversion, PowerCheckedAgainstModularExponentiation) {
   const Word good[] = {48828125}, bad[] = {48828124};
-  CheckS(5, 11, good, 1);
+  CheckS(context_, 5, 11, good, 1);
   const std::string shown = test::on_console("", [&] {
     test::expect_fault<AlgorithmFailedException>("CBRv2::CheckS()", "Power Hash Mismatch",
-                                                 [&] { CheckS(5, 11, bad, 1); });
+                                                 [&] { CheckS(context_, 5, 11, bad, 1); });
   });
   EXPECT_NE(shown.find("Radix Conversion: Power Hash Mismatch\nExpected = 48828125\n"
                        "Actual   = 48828124"),

@@ -131,8 +131,8 @@ TEST_F(MergeTest, LastMerge) {
     AlignedBufferC rest = scratch.buffer(), behind_Q = rest;
     (void)behind_Q.carve<Word>(others.Q);
     Range right = carve_range(rest, others);
-    right.P.set_ExactFloat(left.right_.P);
-    right.Q.set_ExactFloat(left.right_.Q);
+    right.P.set_ExactFloat(context_, left.right_.P);
+    right.Q.set_ExactFloat(context_, left.right_.Q);
     merge_last(context_, left.left_, right, kept, behind_Q, rest);
     keep_.push_back(std::move(left));
     return keep_.back().left_;

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "arith/hash61.h"
+#include "arith/long_ops.h"
 #include "arith/multiply/algorithm_table.h"
 #include "arith/word_ops.h"
 #include "foundation/exceptions.h"
@@ -56,11 +57,11 @@ void multiply_in_pieces(Context& context, Word* c, Operand a, Operand b, Aligned
   }
 }
 
-void check_product(const Word* c, Operand a, Operand b) {
-  const std::uint64_t ha = hash61::of_words(a.words, a.length);
+void check_product(Context& context, const Word* c, Operand a, Operand b) {
+  const std::uint64_t ha = words::hash_of(context, a.words, a.length);
   const bool square = a.words == b.words && a.length == b.length;
-  const std::uint64_t hb = square ? ha : hash61::of_words(b.words, b.length);
-  if (hash61::of_words(c, a.length + b.length) != hash61::multiply(ha, hb))
+  const std::uint64_t hb = square ? ha : words::hash_of(context, b.words, b.length);
+  if (words::hash_of(context, c, a.length + b.length) != hash61::multiply(ha, hb))
     throw AlgorithmFailedException("multiply()", "Multiplication Failed: Checksum Mismatch");
 }
 
@@ -81,7 +82,7 @@ void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Wo
     multiply_whole(context, c, x, y, scratch);
   else
     multiply_in_pieces(context, c, x, y, scratch);
-  if (al + bl >= kCheckedProductWords) check_product(c, x, y);
+  if (al + bl >= kCheckedProductWords) check_product(context, c, x, y);
 }
 
 }  // namespace nmp

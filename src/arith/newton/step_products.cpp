@@ -100,7 +100,7 @@ std::size_t StepProducts::bytes(const Context& context, const StepShape& shape) 
 void StepProducts::keep(const BigFloat& x) {
   kept_ = x;
   if (plan_ == nullptr) return;
-  kept_hash_ = hash61::of_words(x.T, x.L);
+  kept_hash_ = words::hash_of(context_, x.T, x.L);
   plan_->forward(kept_spectrum_, x.T, x.L);
 }
 
@@ -112,7 +112,7 @@ BigFloat StepProducts::multiply(const BigFloat& y, const BigFloat& z) {
   } else {
     const std::uint64_t expected = hash61::multiply(hash(y), hash(z));
     full = wrapped_product(y, z, n);
-    require(hash61::of_words(full.words, n) == expected);
+    require(words::hash_of(context_, full.words, n) == expected);
   }
   BigFloat product = work_[last_];
   product.L = static_cast<std::uint32_t>(words::stripped_length(full.words, n));
@@ -134,8 +134,8 @@ BigFloat StepProducts::residual(const BigFloat& c, const BigFloat& y, const BigF
   BigFloat r = signed_float(residue, exp);  // |y z| - |c|
   if (plan_ != nullptr) {
     const std::uint64_t c_hash = hash61::multiply(
-        hash61::of_words(c.T, c.L), hash61::word_weight(static_cast<std::int64_t>(offset)));
-    const std::uint64_t r_hash = hash61::of_words(r.T, r.L);
+        words::hash_of(context_, c.T, c.L), hash61::word_weight(static_cast<std::int64_t>(offset)));
+    const std::uint64_t r_hash = words::hash_of(context_, r.T, r.L);
     require(hash61::add(c_hash, r.sign ? r_hash : hash61::negate(r_hash)) == product_hash);
   }
   if (!negative) r.negate();
@@ -197,7 +197,7 @@ BigFloat StepProducts::signed_float(const Residue& residue, std::int64_t exp) {
 }
 
 std::uint64_t StepProducts::hash(const BigFloat& x) const {
-  return is_kept(x) ? kept_hash_ : hash61::of_words(x.T, x.L);
+  return is_kept(x) ? kept_hash_ : words::hash_of(context_, x.T, x.L);
 }
 
 BigFloat leading(const BigFloat& x, std::size_t words) {

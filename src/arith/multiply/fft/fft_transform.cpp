@@ -14,7 +14,7 @@ namespace nmp::fft {
 namespace {
 
 /// Points above which a product is worth several tasks.
-constexpr std::size_t kParallelPoints = std::size_t{1} << 16;
+constexpr std::size_t kParallelPoints = std::size_t{1} << 14;
 /// The bound leaves a rounding error far below 1/2; more than this is a fault.
 constexpr double kWorstError = 0.125;
 
