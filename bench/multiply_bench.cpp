@@ -16,10 +16,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <new>
 #include <random>
 #include <sstream>
 #include <string>
@@ -29,6 +29,7 @@
 #include "arith/kernels/kernel_set.h"
 #include "arith/multiply/algorithm_table.h"
 #include "memory/aligned_buffer.h"
+#include "memory/memory_block.h"
 #include "parallel/context.h"
 #include "platform/processor.h"
 #include "shell/profile.h"
@@ -54,14 +55,12 @@ double now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-struct AlignedFree {
-  void operator()(void* p) const { ::operator delete (p, std::align_val_t{std::size_t{1} << 21}); }
-};
-/// Page-aligned memory, touched, in large pages where the system gives them.
-std::unique_ptr<void, AlignedFree> touched(std::size_t bytes) {
-  std::unique_ptr<void, AlignedFree> block(
-      ::operator new (std::max<std::size_t>(bytes, 64), std::align_val_t{std::size_t{1} << 21}));
-  std::fill_n(static_cast<char*>(block.get()), bytes, '\0');
+/// Memory as jobs get it, touched, and enough of it for the system to use large pages.
+std::unique_ptr<nmp::MemoryBlock> touched(std::size_t bytes) {
+  constexpr std::size_t kLargePages = std::size_t{4} << 20;
+  auto block = std::make_unique<nmp::MemoryBlock>(nmp::make_page_allocator({}),
+                                                  std::max(bytes, kLargePages));
+  std::memset(block->buffer().ptr(), 0, block->buffer().bytes());
   return block;
 }
 
@@ -120,7 +119,7 @@ class Ours : public Contestant {
     scratch_ = touched(bytes_);
   }
   void multiply(Numbers& n) override {
-    const nmp::AlignedBufferC scratch(scratch_.get(), bytes_);
+    const nmp::AlignedBufferC scratch(scratch_->buffer().ptr(), bytes_);
     const std::size_t length = n.a.size();
     if (algorithm_)
       algorithm_->multiply(context_, n.c.data(), n.a.data(), length, n.second, length, scratch);
@@ -132,7 +131,7 @@ class Ours : public Contestant {
   nmp::Context& context_;
   const nmp::Algorithm* algorithm_;  ///< null: the dispatcher
   std::size_t bytes_ = 0;
-  std::unique_ptr<void, AlignedFree> scratch_;
+  std::unique_ptr<nmp::MemoryBlock> scratch_;
 };
 
 /// Clock rate as the floating-point units show it: two fused multiply-adds to a cycle, which is

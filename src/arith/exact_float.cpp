@@ -178,7 +178,8 @@ void ExactFloat::set_mul(Context& context, const ExactFloat& a, const ExactFloat
   const std::uint64_t n = std::uint64_t{a.L} + b.L;
   need_words("ExactFloat::set_mul()", *this, n);
   T = buffer;
-  product(context, T, a.T, a.L, b.T, b.L, scratch);
+  product(context, T, a.T, a.L, b.T, b.L, scratch,
+          hash61::multiply(a.magnitude_hash(), b.magnitude_hash()));
   L = static_cast<std::uint32_t>(n) - (T[n - 1] == 0);
   exp = a.exp + b.exp;
   sign = a.sign == b.sign;
@@ -257,6 +258,10 @@ std::uint64_t ExactFloat::computed_hash() const {
 }
 std::uint64_t ExactFloat::computed_hash(Context& context) const {
   return is_zero() ? 0 : placed_hash(words::hash_of(context, T, L));
+}
+
+std::uint64_t ExactFloat::magnitude_hash() const {
+  return hash61::multiply(sign ? hash : hash61::negate(hash), hash61::word_weight(-exp));
 }
 
 std::uint64_t ExactFloat::placed_hash(std::uint64_t of_words) const {

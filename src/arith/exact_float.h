@@ -84,6 +84,8 @@ class ExactFloat {
 
  private:
   std::uint64_t placed_hash(std::uint64_t of_words) const;
+  /// That of the words alone, by `hash`.
+  std::uint64_t magnitude_hash() const;
 };
 
 /// A zero with room for `words` words, off the front of `memory`.

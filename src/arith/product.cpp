@@ -9,7 +9,7 @@
 namespace nmp {
 
 void product(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
-             std::size_t bl, AlignedBufferC scratch) {
+             std::size_t bl, AlignedBufferC scratch, std::optional<std::uint64_t> residue) {
   if (al < bl) {
     std::swap(a, b);
     std::swap(al, bl);
@@ -21,7 +21,7 @@ void product(Context& context, Word* c, const Word* a, std::size_t al, const Wor
   else if (al + bl < kExactFloatBasecaseLength)
     words::mul_schoolbook(c, a, al, b, bl);
   else
-    multiply(context, c, a, al, b, bl, scratch);
+    multiply(context, c, a, al, b, bl, scratch, residue);
 }
 
 }  // namespace nmp

@@ -152,6 +152,19 @@ TEST_F(ExactFloats, CopiesAndZeros) {
   }
 }
 
+TEST_F(ExactFloats, ProductsOfWordsThatChangedAreRefused) {
+  Owned x(rng_.words(300), -5), y(rng_.words(300), 1000, false), z(600);
+  const auto multiply = [&] {
+    test::FencedScratch scratch(multiply_scratch(context_, 600));
+    z.set_mul(context_, x, y, scratch.buffer());
+  };
+  multiply();
+  expect(z, value(z));
+  y.T[17] ^= 0x4000;
+  expect_fault<AlgorithmFailedException>("multiply()", "Multiplication Failed: Checksum Mismatch",
+                                         multiply);
+}
+
 TEST_F(ExactFloats, RoomIsChecked) {
   const std::vector<Word> words{1, 2, 3};
   const Owned full(words, 5), low(words, 4), high(words, 6);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -82,8 +83,10 @@ std::size_t multiply_scratch(const Context& context, std::size_t n);
 
 /// c[0, al + bl) = a * b through the dispatcher; see Algorithm::multiply for the contract. Products
 /// long enough to go to a transform are checked: the residue of c modulo 2^61 - 1 must be the
-/// product of the operands' residues, else AlgorithmFailedException.
+/// product of the operands' residues, else AlgorithmFailedException. Numbers that carry residues
+/// give the product's as `residue`; without it the operands are read for theirs.
 void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
-              std::size_t bl, AlignedBufferC scratch);
+              std::size_t bl, AlignedBufferC scratch,
+              std::optional<std::uint64_t> residue = std::nullopt);
 
 }  // namespace nmp

@@ -57,12 +57,11 @@ void multiply_in_pieces(Context& context, Word* c, Operand a, Operand b, Aligned
   }
 }
 
-void check_product(Context& context, const Word* c, Operand a, Operand b) {
+std::uint64_t residue_of_product(Context& context, Operand a, Operand b) {
   const std::uint64_t ha = words::hash_of(context, a.words, a.length);
   const bool square = a.words == b.words && a.length == b.length;
   const std::uint64_t hb = square ? ha : words::hash_of(context, b.words, b.length);
-  if (words::hash_of(context, c, a.length + b.length) != hash61::multiply(ha, hb))
-    throw AlgorithmFailedException("multiply()", "Multiplication Failed: Checksum Mismatch");
+  return hash61::multiply(ha, hb);
 }
 
 }  // namespace
@@ -75,14 +74,17 @@ std::size_t multiply_scratch(const Context& context, std::size_t n) {
 }
 
 void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
-              std::size_t bl, AlignedBufferC scratch) {
+              std::size_t bl, AlignedBufferC scratch, std::optional<std::uint64_t> residue) {
   const Operand x{a, al}, y{b, bl};
   if (al + bl >= kPolledProductWords) throw_if_interrupted();
   if (al + bl <= longest_piece_product(context))
     multiply_whole(context, c, x, y, scratch);
   else
     multiply_in_pieces(context, c, x, y, scratch);
-  if (al + bl >= kCheckedProductWords) check_product(context, c, x, y);
+  if (al + bl < kCheckedProductWords) return;
+  if (!residue) residue = residue_of_product(context, x, y);
+  if (words::hash_of(context, c, al + bl) != *residue)
+    throw AlgorithmFailedException("multiply()", "Multiplication Failed: Checksum Mismatch");
 }
 
 }  // namespace nmp
