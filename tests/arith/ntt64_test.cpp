@@ -3,18 +3,23 @@
 
 #include <array>
 
+#include "arith/multiply/algorithm_table.h"
 #include "arith/multiply/ntt64/convert.h"
+#include "arith/multiply/ntt64/ntt64.h"
 #include "arith/multiply/ntt64/plan.h"
+#include "arith/multiply/ntt64/share.h"
 #include "arith/multiply/ntt64/transform.h"
 #include "arith/wide.h"
 #include "support/products.h"
 #include "support/random.h"
+#include "support/threads.h"
 
 namespace nmp {
 namespace {
 
 using namespace n64;
 using test::Natural;
+using test::Words;
 
 Natural natural64(std::uint64_t x) {
   return test::stripped({static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(x >> 32)});
@@ -39,7 +44,12 @@ Natural prime_product() {
 /// 2^digit_bits.
 Natural base(unsigned digit_bits) { return test::shifted({digit_bits == 80 ? 0x10000u : 1u}, 2); }
 
-class Ntt64 : public test::RandomTest {};
+class Ntt64 : public test::RandomTest {
+ protected:
+  const AlgorithmTable table_;
+  test::Threads threads_{3};
+  Context context_{threads_, table_};
+};
 
 TEST_F(Ntt64, MultipliesExactlyWithinItsRanges) {
   for (std::size_t k = 0; k < kPrimes; ++k) {
@@ -91,7 +101,7 @@ TEST_F(Ntt64, RecoversTheLargestCoefficients) {
     for (const unsigned bits : {kWideDigitBits, kNarrowDigitBits}) {
       // Four equal coefficients, each given as 4 x (the transform's length) and not reduced.
       std::array<std::vector<std::uint64_t>, kPrimes> planes;
-      const std::uint64_t* pointers[kPrimes];
+      std::uint64_t* pointers[kPrimes];
       for (std::size_t k = 0; k < kPrimes; ++k) {
         const std::uint64_t p = kPrimeValues[k];
         planes[k].assign(4, multiply_modulo(modulo(x, p), 4, p) + p);
@@ -100,13 +110,53 @@ TEST_F(Ntt64, RecoversTheLargestCoefficients) {
       Natural expected;
       for (int j = 0; j < 4; ++j) expected = test::add(test::multiply(expected, base(bits)), x);
       std::vector<Word> c(20, ~0u);
-      store(bits, pointers, 4, c.data(), c.size(), 0);
+      store(context_, bits, pointers, 4, c.data(), c.size(), 0);
       EXPECT_EQ(test::stripped(c), expected);
       // The same again, added onto what is there.
-      store(bits, pointers, 4, c.data(), c.size(), c.size());
+      store(context_, bits, pointers, 4, c.data(), c.size(), c.size());
       EXPECT_EQ(test::stripped(c), test::add(expected, expected));
     }
   }
+}
+
+TEST_F(Ntt64, CarriesRippleThroughAllChunks) {
+  // Equal coefficients base - 1, the largest digit, make base^n - 1; a 1 more ripples to the top:
+  // as a word that is added to, or in the lowest coefficient.
+  const std::size_t n = kParallelPoints + 1;
+  for (const unsigned bits : {kWideDigitBits, kNarrowDigitBits})
+    for (const bool in_words : {true, false}) {
+      std::array<std::vector<std::uint64_t>, kPrimes> planes;
+      std::uint64_t* pointers[kPrimes];
+      for (std::size_t k = 0; k < kPrimes; ++k) {
+        const std::uint64_t p = kPrimeValues[k];
+        const std::uint64_t top = modulo(test::subtract(base(bits), {1}), p);
+        planes[k].assign(n, multiply_modulo(top, n, p));
+        if (!in_words) planes[k][0] = multiply_modulo(top + 1, n, p);
+        pointers[k] = planes[k].data();
+      }
+      const std::size_t digits = (n * bits + 31) / 32;
+      std::vector<Word> c(digits + 2, 0), expected = c;
+      c[0] = in_words;
+      expected[n * bits / 32] = 1u << n * bits % 32;
+      store(context_, bits, pointers, n, c.data(), c.size(), in_words ? 1 : 0);
+      EXPECT_EQ(c, expected);
+    }
+  EXPECT_EQ(threads_.loops(), 4u);
+}
+
+TEST_F(Ntt64, SharesWhatIsLongAndNothingElse) {
+  const auto loops = [&](std::size_t al, std::size_t bl) {
+    const std::size_t before = threads_.loops(), bytes = ntt64().scratch_bytes(al + bl, 3);
+    const Words a = rng_.words(al), b = rng_.words(bl);
+    test::fenced_product(a, b, bytes,
+                         [&](auto... operands) { ntt64().multiply(context_, operands...); });
+    return threads_.loops() - before;
+  };
+  // Two digits of 80 bits are five words.
+  constexpr std::size_t kWords = kParallelPoints / 4 * 5;
+  EXPECT_EQ(loops(kWords * 15 / 16, kWords * 15 / 16), 0u);
+  // Two loads, three transforms of two loops or more and a pointwise product for each prime.
+  EXPECT_GE(loops(kWords, kWords), 3 * (2 + 3 * 2 + 1) + 1u);
 }
 
 }  // namespace

@@ -57,18 +57,21 @@ Method method(const std::string& name, const Algorithm& algorithm, unsigned thre
 void multiply_with_narrow_digits(Word* c, const Word* a, std::size_t al, const Word* b,
                                  std::size_t bl, AlignedBufferC scratch) {
   using namespace n64;
+  static const AlgorithmTable table;
+  test::Threads framework(3);
+  Context context{framework, table};
   const std::size_t n = transform_length((al + 1) / 2 + (bl + 1) / 2);
   std::uint64_t* planes[kPrimes + 1];
   for (std::uint64_t*& plane : planes) plane = scratch.carve<std::uint64_t>(n);
   for (std::size_t k = 0; k < kPrimes; ++k) {
-    load(field(k), kNarrowDigitBits, planes[k], n, a, al);
-    load(field(k), kNarrowDigitBits, planes[kPrimes], n, b, bl);
-    forward(field(k), planes[k], n);
-    forward(field(k), planes[kPrimes], n);
-    multiply_points(field(k), planes[k], planes[kPrimes], n);
-    inverse(field(k), planes[k], n);
+    load(context, field(k), kNarrowDigitBits, planes[k], n, a, al);
+    load(context, field(k), kNarrowDigitBits, planes[kPrimes], n, b, bl);
+    forward(context, field(k), planes[k], n);
+    forward(context, field(k), planes[kPrimes], n);
+    multiply_points(context, field(k), planes[k], planes[kPrimes], n);
+    inverse(context, field(k), planes[k], n);
   }
-  store(kNarrowDigitBits, planes, n, c, al + bl, 0);
+  store(context, kNarrowDigitBits, planes, n, c, al + bl, 0);
 }
 
 const std::vector<Method>& methods() {
@@ -85,7 +88,7 @@ const std::vector<Method>& methods() {
 #endif
     }
     list.push_back(method(WordMultiply::native(), 100000));
-    list.push_back(method("N64", ntt64(), 1));
+    for (const unsigned threads : {1u, 3u}) list.push_back(method("N64", ntt64(), threads));
     list.push_back({"N64 with narrow digits", 1000000,
                     [](std::size_t n) {
                       return 4 * carved_bytes<std::uint64_t>(n64::transform_length(n / 2 + 1));
@@ -193,9 +196,10 @@ TEST_F(Products, ThatWrapAroundATransformThatIsTooShort) {
 }
 
 TEST_F(Products, OfManyWords) {
-  // N64: around leaves and twists.
+  // N64: around leaves and twists, and around the points from which threads share a transform.
   std::vector<std::pair<std::size_t, std::size_t>> shapes = {
-      {20479, 20480}, {20481, 20480}, {40963, 40001}, {30000, 7777}, {50003, 13}, {300001, 300000}};
+      {20479, 20480}, {20481, 20480}, {19200, 19200},  {40963, 40001},
+      {30000, 7777},  {50003, 13},    {300001, 300000}};
   // And pieces: a last piece of one word, of a few, and a whole one.
   for (const std::size_t bl : {1, 77, 801}) {
     const n64::Plan plan(60 * bl + 40000, bl, false);

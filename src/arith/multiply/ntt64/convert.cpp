@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "arith/multiply/ntt64/plan.h"
+#include "arith/multiply/ntt64/share.h"
+#include "arith/word_ops.h"
 
 namespace nmp::n64 {
 namespace {
@@ -108,18 +110,18 @@ Word put(Word* c, const Word* x, std::size_t n, bool adding, Word carry) {
   return carry;
 }
 
-}  // namespace
-
-void load(const Field& field, unsigned digit_bits, std::uint64_t* plane, std::size_t n,
-          const Word* a, std::size_t al) {
+/// Digits [first, last) of a[0, al), as `load` gives them.
+void load_range(const Field& field, unsigned digit_bits, std::uint64_t* plane, std::size_t first,
+                std::size_t last, const Word* a, std::size_t al) {
   const Modulus modulus = field.modulus();
   const Factor power64 = modulus.factor(modulus.reduce(0 - 4 * modulus.p()));
-  const auto* bytes = reinterpret_cast<const unsigned char*>(a);
   const std::size_t digit_bytes = digit_bits / 8;
   const std::size_t whole = al * sizeof(Word) / digit_bytes;
   const std::size_t rest = al * sizeof(Word) % digit_bytes;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(a) + first * digit_bytes;
   std::uint64_t low = 0, high = 0;
-  for (std::size_t j = 0; j < whole; ++j, bytes += digit_bytes) {
+  std::size_t j = first;
+  for (; j < std::min(whole, last); ++j, bytes += digit_bytes) {
     std::memcpy(&low, bytes, 8);
     if (digit_bits == kWideDigitBits) {
       std::uint16_t top;
@@ -128,17 +130,16 @@ void load(const Field& field, unsigned digit_bits, std::uint64_t* plane, std::si
     }
     plane[j] = residue(modulus, low, high, power64);
   }
-  std::size_t used = whole;
-  if (rest != 0) {
+  if (j == whole && j < last && rest != 0) {
     read_digit(bytes, rest, low, high);
-    plane[used++] = residue(modulus, low, high, power64);
+    plane[j++] = residue(modulus, low, high, power64);
   }
-  std::fill(plane + used, plane + n, std::uint64_t{0});
+  std::fill(plane + j, plane + last, std::uint64_t{0});
 }
 
-void store(unsigned digit_bits, const std::uint64_t* const planes[kPrimes], std::size_t n, Word* c,
-           std::size_t cl, std::size_t overlap) {
-  const Garner garner(n);
+/// `store` for c on its own. Returns what belongs above c[cl - 1].
+CarrySum store_range(Garner garner, unsigned digit_bits, const std::uint64_t* const planes[kPrimes],
+                     std::size_t n, Word* c, std::size_t cl, std::size_t overlap) {
   const std::size_t digit_bytes = digit_bits / 8;
   const std::size_t block_words = kBlock * digit_bytes / sizeof(Word);
   alignas(8) unsigned char block[kBlock * kWideDigitBytes];
@@ -159,6 +160,52 @@ void store(unsigned digit_bits, const std::uint64_t* const planes[kPrimes], std:
     const std::size_t adding = std::clamp(overlap, done, done + count) - done;
     carry = put(c + done, words, adding, true, carry);
     carry = put(c + done + adding, words + adding, count - adding, false, carry);
+  }
+  sum.add({carry, 0, 0});
+  return sum;
+}
+
+/// c[at, cl) += the sum, which is below 2^128.
+void settle(Word* c, std::size_t at, std::size_t cl, const std::uint64_t (&sum)[2]) {
+  const Word words[4] = {static_cast<Word>(sum[0]), static_cast<Word>(sum[0] >> kWordBits),
+                         static_cast<Word>(sum[1]), static_cast<Word>(sum[1] >> kWordBits)};
+  const std::size_t count = std::min<std::size_t>(4, cl - at);
+  if (words::add_n(c + at, c + at, words, count) != 0)
+    words::increment(c + at + count, cl - at - count);
+}
+
+}  // namespace
+
+void load(Context& context, const Field& field, unsigned digit_bits, std::uint64_t* plane,
+          std::size_t n, const Word* a, std::size_t al) {
+  share(context, n, [=, &field](std::size_t first, std::size_t last) {
+    load_range(field, digit_bits, plane, first, last, a, al);
+  });
+}
+
+void store(Context& context, unsigned digit_bits, std::uint64_t* const planes[kPrimes],
+           std::size_t n, Word* c, std::size_t cl, std::size_t overlap) {
+  const Garner garner(n);
+  const std::size_t chunks = (n + kTaskPoints - 1) / kTaskPoints;
+  const std::size_t chunk_words = kTaskPoints * (digit_bits / 8) / sizeof(Word);
+  // Where the words of a chunk start; the last one takes all that are left.
+  const auto start = [=](std::size_t i) {
+    return i == chunks ? cl : std::min(cl, i * chunk_words);
+  };
+  share(context, n, [&](std::size_t first, std::size_t last) {
+    for (; first < last; first += kTaskPoints) {
+      const std::size_t i = first / kTaskPoints, from = start(i), to = start(i + 1);
+      const std::uint64_t* const residues[kPrimes] = {planes[0] + first, planes[1] + first,
+                                                      planes[2] + first};
+      const CarrySum above = store_range(garner, digit_bits, residues, n - first, c + from,
+                                         to - from, std::clamp(overlap, from, to) - from);
+      // The chunk's residues are done with: two of them make room for its carry.
+      if (i + 1 < chunks) std::copy_n(above.limb, 2, planes[0] + first);
+    }
+  });
+  for (std::size_t i = 1; i < chunks && start(i) < cl; ++i) {
+    const std::uint64_t* above = planes[0] + (i - 1) * kTaskPoints;
+    settle(c, start(i), cl, {above[0], above[1]});
   }
 }
 

@@ -20,47 +20,47 @@ void carve_planes(AlignedBufferC& scratch, std::size_t length, Planes& planes) {
 }
 
 /// The whole product by one transform per operand and prime.
-void multiply_whole(const Plan& plan, Word* c, const Word* a, std::size_t al, const Word* b,
-                    std::size_t bl, AlignedBufferC scratch) {
+void multiply_whole(Context& context, const Plan& plan, Word* c, const Word* a, std::size_t al,
+                    const Word* b, std::size_t bl, AlignedBufferC scratch) {
   const std::size_t n = plan.length;
   Planes planes;
   carve_planes(scratch, n, planes);
   std::uint64_t* second = plan.square ? nullptr : scratch.carve<std::uint64_t>(n);
   for (std::size_t k = 0; k < kPrimes; ++k) {
     const Field& f = field(k);
-    load(f, plan.digit_bits, planes[k], n, a, al);
-    forward(f, planes[k], n);
+    load(context, f, plan.digit_bits, planes[k], n, a, al);
+    forward(context, f, planes[k], n);
     if (!plan.square) {
-      load(f, plan.digit_bits, second, n, b, bl);
-      forward(f, second, n);
+      load(context, f, plan.digit_bits, second, n, b, bl);
+      forward(context, f, second, n);
     }
-    multiply_points(f, planes[k], plan.square ? planes[k] : second, n);
-    inverse(f, planes[k], n);
+    multiply_points(context, f, planes[k], plan.square ? planes[k] : second, n);
+    inverse(context, f, planes[k], n);
   }
-  store(plan.digit_bits, planes, n, c, al + bl, 0);
+  store(context, plan.digit_bits, planes, n, c, al + bl, 0);
 }
 
 /// Pieces of a, each by the one transform of b.
-void multiply_in_pieces(const Plan& plan, Word* c, const Word* a, std::size_t al, const Word* b,
-                        std::size_t bl, AlignedBufferC scratch) {
+void multiply_in_pieces(Context& context, const Plan& plan, Word* c, const Word* a, std::size_t al,
+                        const Word* b, std::size_t bl, AlignedBufferC scratch) {
   const std::size_t n = plan.length;
   Planes planes, fixed;
   carve_planes(scratch, n, planes);
   carve_planes(scratch, n, fixed);
   for (std::size_t k = 0; k < kPrimes; ++k) {
-    load(field(k), plan.digit_bits, fixed[k], n, b, bl);
-    forward(field(k), fixed[k], n);
+    load(context, field(k), plan.digit_bits, fixed[k], n, b, bl);
+    forward(context, field(k), fixed[k], n);
   }
   for (std::size_t done = 0; done < al; done += plan.piece_words) {
     const std::size_t part = std::min(plan.piece_words, al - done);
     for (std::size_t k = 0; k < kPrimes; ++k) {
-      load(field(k), plan.digit_bits, planes[k], n, a + done, part);
-      forward(field(k), planes[k], n);
-      multiply_points(field(k), planes[k], fixed[k], n);
-      inverse(field(k), planes[k], n);
+      load(context, field(k), plan.digit_bits, planes[k], n, a + done, part);
+      forward(context, field(k), planes[k], n);
+      multiply_points(context, field(k), planes[k], fixed[k], n);
+      inverse(context, field(k), planes[k], n);
     }
     // The product of the piece before reaches bl words into this one.
-    store(plan.digit_bits, planes, n, c + done, part + bl, done == 0 ? 0 : bl);
+    store(context, plan.digit_bits, planes, n, c + done, part + bl, done == 0 ? 0 : bl);
   }
 }
 
@@ -76,7 +76,7 @@ class Ntt64 final : public Algorithm {
     return plan_scratch_bytes(n);
   }
 
-  void multiply(Context& /*context*/, Word* c, const Word* a, std::size_t al, const Word* b,
+  void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
                 std::size_t bl, AlignedBufferC scratch) const override {
     const std::uint64_t words = std::uint64_t{al} + bl;
     if (words > max_size / kWordBits)
@@ -90,9 +90,9 @@ class Ntt64 final : public Algorithm {
     scratch = scratch.spawn(scratch_bytes(al + bl, 1));
     const Plan plan(al, bl, a == b && al == bl);
     if (plan.pieces == 1)
-      multiply_whole(plan, c, a, al, b, bl, scratch);
+      multiply_whole(context, plan, c, a, al, b, bl, scratch);
     else
-      multiply_in_pieces(plan, c, a, al, b, bl, scratch);
+      multiply_in_pieces(context, plan, c, a, al, b, bl, scratch);
   }
 };
 

@@ -53,16 +53,18 @@ void inverse_radix2(const Modulus& m, std::uint64_t* x, std::size_t half, const 
 }
 
 // Copies of the arguments tell the compiler that the stores to x do not change them.
-void forward_radix4(const Modulus& m, std::uint64_t* x, std::size_t quarter, const Radix4& r) {
+void forward_radix4(const Modulus& m, std::uint64_t* x, std::size_t quarter, std::size_t columns,
+                    const Radix4& r) {
   const Modulus modulus = m;
   const Radix4 factors = r;
-  for (std::size_t j = 0; j < quarter; ++j) split4(modulus, x + j, quarter, factors);
+  for (std::size_t j = 0; j < columns; ++j) split4(modulus, x + j, quarter, factors);
 }
 
-void inverse_radix4(const Modulus& m, std::uint64_t* x, std::size_t quarter, const Radix4& r) {
+void inverse_radix4(const Modulus& m, std::uint64_t* x, std::size_t quarter, std::size_t columns,
+                    const Radix4& r) {
   const Modulus modulus = m;
   const Radix4 factors = r;
-  for (std::size_t j = 0; j < quarter; ++j) join4(modulus, x + j, quarter, factors);
+  for (std::size_t j = 0; j < columns; ++j) join4(modulus, x + j, quarter, factors);
 }
 
 void forward_last(const Modulus& m, std::uint64_t* x, std::size_t blocks, const Factor* twiddles,
@@ -134,8 +136,9 @@ struct Points5 {
 };
 
 template <std::size_t kRadix, class Points>
-void forward_odd(const Points& points, std::uint64_t* x, std::size_t m, const Factor* r) {
-  for (std::size_t j = 0; j < m; ++j) {
+void forward_odd(const Points& points, std::uint64_t* x, std::size_t m, std::size_t columns,
+                 const Factor* r) {
+  for (std::size_t j = 0; j < columns; ++j) {
     std::uint64_t y[kRadix];
     y[0] = points.modulus.halve_range(x[j]);
     for (std::size_t i = 1; i < kRadix; ++i)
@@ -147,8 +150,9 @@ void forward_odd(const Points& points, std::uint64_t* x, std::size_t m, const Fa
 
 /// Transforming once more reverses points 1 ... kRadix - 1, up to the factor kRadix.
 template <std::size_t kRadix, class Points>
-void inverse_odd(const Points& points, std::uint64_t* x, std::size_t m, const Factor* r) {
-  for (std::size_t j = 0; j < m; ++j) {
+void inverse_odd(const Points& points, std::uint64_t* x, std::size_t m, std::size_t columns,
+                 const Factor* r) {
+  for (std::size_t j = 0; j < columns; ++j) {
     std::uint64_t y[kRadix];
     for (std::size_t i = 0; i < kRadix; ++i) y[i] = x[i * m + j];
     points.transform(y);
@@ -160,17 +164,21 @@ void inverse_odd(const Points& points, std::uint64_t* x, std::size_t m, const Fa
 
 }  // namespace
 
-void forward_radix3(const Field& field, std::uint64_t* x, std::size_t third, const Radix3& r) {
-  forward_odd<3>(Points3(field), x, third, r.r);
+void forward_radix3(const Field& field, std::uint64_t* x, std::size_t third, std::size_t columns,
+                    const Radix3& r) {
+  forward_odd<3>(Points3(field), x, third, columns, r.r);
 }
-void inverse_radix3(const Field& field, std::uint64_t* x, std::size_t third, const Radix3& r) {
-  inverse_odd<3>(Points3(field), x, third, r.r);
+void inverse_radix3(const Field& field, std::uint64_t* x, std::size_t third, std::size_t columns,
+                    const Radix3& r) {
+  inverse_odd<3>(Points3(field), x, third, columns, r.r);
 }
-void forward_radix5(const Field& field, std::uint64_t* x, std::size_t fifth, const Radix5& r) {
-  forward_odd<5>(Points5(field), x, fifth, r.r);
+void forward_radix5(const Field& field, std::uint64_t* x, std::size_t fifth, std::size_t columns,
+                    const Radix5& r) {
+  forward_odd<5>(Points5(field), x, fifth, columns, r.r);
 }
-void inverse_radix5(const Field& field, std::uint64_t* x, std::size_t fifth, const Radix5& r) {
-  inverse_odd<5>(Points5(field), x, fifth, r.r);
+void inverse_radix5(const Field& field, std::uint64_t* x, std::size_t fifth, std::size_t columns,
+                    const Radix5& r) {
+  inverse_odd<5>(Points5(field), x, fifth, columns, r.r);
 }
 
 // s^j = s^(run i) s^j' from two short progressions.
