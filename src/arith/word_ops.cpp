@@ -131,7 +131,9 @@ DoubleWord product_2(Word* c, const Word* a, std::size_t n, DoubleWord x) {
   DoubleWord carry = 0;
   std::size_t i = 0;
 #ifdef __SIZEOF_INT128__
-  for (; n - i >= kLimbWords; i += kLimbWords) {
+  const std::size_t whole = n - n % kLimbWords;
+#pragma GCC unroll 4
+  for (; i < whole; i += kLimbWords) {
     // At most (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
     const Wide t = Wide{load(a + i)} * x + carry + (kAccumulate ? load(c + i) : 0);
     store(c + i, static_cast<Limb>(t));

@@ -29,11 +29,6 @@ std::uint32_t first_multiple(const LinearForm& form, std::uint64_t q) {
   return static_cast<std::uint32_t>(numerator() / form.alpha % q);
 }
 
-std::uint64_t remainder(std::uint64_t x, std::uint32_t q) {
-  if (x <= std::numeric_limits<std::uint32_t>::max()) return static_cast<std::uint32_t>(x) % q;
-  return x % q;
-}
-
 }  // namespace
 
 bool FactorList::append(std::uint64_t factor) {
@@ -131,9 +126,14 @@ void CommonFactors::append_brackets(std::uint32_t p, std::uint32_t q, const Form
     }
   }
   if (gap >= kMostTerms) return;
+  const std::size_t first_closing = closings_.size();
+  for (const Bracket& bracket : brackets)
+    if (bracket.change < 0) closings_.push_back(bracket.place);
   powers_.push_back(
       {q, p, static_cast<std::uint32_t>(gap), static_cast<std::uint32_t>(brackets_.size()),
-       static_cast<std::uint32_t>(brackets.size()), growth, std::log2(static_cast<double>(p))});
+       static_cast<std::uint32_t>(brackets.size()), static_cast<std::uint32_t>(first_closing),
+       static_cast<std::uint32_t>(closings_.size() - first_closing), growth,
+       std::log2(static_cast<double>(p))});
   brackets_.insert(brackets_.end(), brackets.begin(), brackets.end());
 }
 
@@ -143,11 +143,10 @@ std::span<const CommonFactors::PrimePower> CommonFactors::prime_powers(std::uint
   return {powers_.data(), static_cast<std::size_t>(end - powers_.begin())};
 }
 
-unsigned CommonFactors::pairs_across(const PrimePower& power, std::uint64_t a, std::uint64_t m,
-                                     std::uint64_t b) const {
+unsigned CommonFactors::pairs_across(const PrimePower& power, std::uint32_t r, std::uint64_t a,
+                                     std::uint64_t m, std::uint64_t b) const {
   const Bracket* const brackets = brackets_.data() + power.first;
   const std::uint32_t n = power.count;
-  const std::uint64_t r = remainder(m, power.q);
   // `next`: the first bracket after m, in m's period or, for n, the first of the next one.
   std::uint32_t next = 0;
   while (next < n && brackets[next].place <= r) ++next;
@@ -185,8 +184,11 @@ unsigned CommonFactors::pairs_across(const PrimePower& power, std::uint64_t a, s
 
 FactorList CommonFactors::common(std::uint64_t a, std::uint64_t m, std::uint64_t b) const {
   FactorList list;
-  for (const PrimePower& power : prime_powers(b - a))
-    for (unsigned i = pairs_across(power, a, m, b); i != 0; --i) list.append(power.p);
+  for (const PrimePower& power : prime_powers(b - a)) {
+    const std::uint32_t r = remainder(m, power.q);
+    if (!closes(power, r, b - m)) continue;
+    for (unsigned i = pairs_across(power, r, a, m, b); i != 0; --i) list.append(power.p);
+  }
   return list;
 }
 

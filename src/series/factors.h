@@ -19,6 +19,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -61,10 +62,11 @@ class CommonFactors {
   };
   struct PrimePower {
     std::uint32_t q, p;
-    std::uint32_t gap;           ///< a pair's members lie at least so many terms apart
-    std::uint32_t first, count;  ///< its brackets
-    std::int32_t growth;         ///< of `open` from one period to the next
-    double bits;                 ///< log2 of p
+    std::uint32_t gap;                      ///< a pair's members lie at least so many terms apart
+    std::uint32_t first, count;             ///< its brackets
+    std::uint32_t first_closing, closings;  ///< the places of those of Q that pair with something
+    std::int32_t growth;                    ///< of `open` from one period to the next
+    double bits;                            ///< log2 of p
   };
 
   CommonFactors(const FormProduct& Q, const FormProduct& R);
@@ -86,8 +88,22 @@ class CommonFactors {
   std::span<const PrimePower> prime_powers(std::uint64_t n) const;
   void append_brackets(std::uint32_t p, std::uint32_t q, const FormProduct& Q,
                        const FormProduct& R);
-  /// Pairs of one prime power across m.
-  unsigned pairs_across(const PrimePower& power, std::uint64_t a, std::uint64_t m,
+  /// Whether a bracket closes within the n terms after one that leaves the remainder r modulo q.
+  /// Most prime powers pair nothing in a short range, and this tells it soonest.
+  bool closes(const PrimePower& power, std::uint32_t r, std::uint64_t n) const {
+    const std::uint32_t* const places = closings_.data() + power.first_closing;
+    for (std::uint32_t i = 0; i < power.closings; ++i) {
+      const std::uint32_t place = places[i];
+      if (place + (place <= r ? power.q : 0) - r <= n) return true;
+    }
+    return false;
+  }
+  static std::uint32_t remainder(std::uint64_t x, std::uint32_t q) {
+    if (x <= std::numeric_limits<std::uint32_t>::max()) return static_cast<std::uint32_t>(x) % q;
+    return static_cast<std::uint32_t>(x % q);
+  }
+  /// Pairs of one prime power across m, which leaves the remainder r modulo q.
+  unsigned pairs_across(const PrimePower& power, std::uint32_t r, std::uint64_t a, std::uint64_t m,
                         std::uint64_t b) const;
   /// Bits that pair within the block of kMostTerms terms after term a.
   double dropped_in_block(std::uint64_t a) const;
@@ -96,6 +112,7 @@ class CommonFactors {
 
   std::vector<PrimePower> powers_;  ///< by ascending gap
   std::vector<Bracket> brackets_;
+  std::vector<std::uint32_t> closings_;
   /// Bits dropped in the first blocks together; there the small k open less than they do later.
   std::array<double, kFirstBlocks + 1> first_bits_{};
   double least_bits_ = 0;  ///< of each later block
@@ -104,10 +121,12 @@ class CommonFactors {
 template <typename Function>
 void CommonFactors::for_each_pair(std::uint64_t a, std::uint64_t b, const Function& pair) const {
   for (const PrimePower& power : prime_powers(b - a)) {
+    const std::uint32_t r = remainder(a, power.q);
+    if (!closes(power, r, b - a)) continue;
     const Bracket* const brackets = brackets_.data() + power.first;
-    std::uint64_t period = a - a % power.q;
+    std::uint64_t period = a - r;
     std::uint32_t i = 0;
-    while (i < power.count && period + brackets[i].place <= a) ++i;
+    while (i < power.count && brackets[i].place <= r) ++i;
     int open = 0;
     for (;; ++i) {
       if (i == power.count) {

@@ -35,27 +35,56 @@ void push(Number& x, std::uint64_t limb) {
   if (limb != 0) x.limbs[x.length++] = limb;
 }
 
+/// a b + c, which fits.
+wide::Pair multiply_add(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+#ifdef __SIZEOF_INT128__
+  // Compilers make additions with carry of this, and comparisons of the other form.
+  const wide::Uint128 t = static_cast<wide::Uint128>(a) * b + c;
+  return {static_cast<std::uint64_t>(t), static_cast<std::uint64_t>(t >> 64)};
+#else
+  wide::Pair t = wide::multiply(a, b);
+  t.low += c;
+  t.high += t.low < c;
+  return t;
+#endif
+}
+
+// The loops keep lengths and carries in locals: a store to a limb might change a length in memory.
+
 void multiply(Number& x, std::uint64_t factor) {
+  const std::size_t n = x.length;
   std::uint64_t carry = 0;
-  for (std::size_t i = 0; i < x.length; ++i) {
-    const wide::Pair t = wide::multiply(x.limbs[i], factor);
-    x.limbs[i] = t.low + carry;
-    carry = t.high + (x.limbs[i] < carry);
+#pragma GCC unroll 4
+  for (std::size_t i = 0; i < n; ++i) {
+    const wide::Pair t = multiply_add(x.limbs[i], factor, carry);
+    x.limbs[i] = t.low;
+    carry = t.high;
   }
   push(x, carry);
+}
+
+void multiply(Number& x, const Factors& factors) {
+  for (const std::uint64_t factor : factors) multiply(x, factor);
 }
 
 /// x = |x +- y factor 2^(64 at)|. The result is known to be positive.
 template <bool kAdd>
 void accumulate(Number& x, const Number& y, std::uint64_t factor, std::size_t at = 0) {
-  while (x.length < at + y.length + 1) x.limbs[x.length++] = 0;
+  const std::size_t n = y.length;
+  while (x.length <= at + n) x.limbs[x.length++] = 0;
+  std::uint64_t* const target = x.limbs.data() + at;
   std::uint64_t carry = 0;
-  for (std::size_t i = 0; at + i < x.length && (i < y.length || carry != 0); ++i) {
-    const wide::Pair t = wide::multiply(i < y.length ? y.limbs[i] : 0, factor);
-    const std::uint64_t low = t.low + carry, before = x.limbs[at + i];
-    carry = t.high + (low < carry);
-    x.limbs[at + i] = kAdd ? before + low : before - low;
-    carry += kAdd ? x.limbs[at + i] < low : before < low;
+#pragma GCC unroll 4
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::uint64_t before = target[i];
+    const wide::Pair t = multiply_add(y.limbs[i], factor, carry);
+    target[i] = kAdd ? before + t.low : before - t.low;
+    carry = t.high + (kAdd ? target[i] < before : before < t.low);
+  }
+  for (std::size_t i = at + n; carry != 0 && i < x.length; ++i) {
+    const std::uint64_t before = x.limbs[i];
+    x.limbs[i] = kAdd ? before + carry : before - carry;
+    carry = kAdd ? x.limbs[i] < carry : before < carry;
   }
   if (kAdd) push(x, carry);
   while (x.length > 1 && x.limbs[x.length - 1] == 0) --x.length;
@@ -65,11 +94,12 @@ void accumulate(Number& x, const Number& y, std::uint64_t factor, std::size_t at
 void divide(Number& x, std::uint64_t d) {
   std::uint64_t inverse = (3 * d) ^ 2;
   for (int step = 0; step < 4; ++step) inverse *= 2 - d * inverse;
+  const std::size_t n = x.length;
   std::uint64_t borrow = 0;
-  for (std::size_t i = 0; i < x.length; ++i) {
-    const std::uint64_t limb = x.limbs[i];
-    x.limbs[i] = (limb - borrow) * inverse;
-    borrow = wide::multiply_high(x.limbs[i], d) + (limb < borrow);
+  for (std::size_t i = 0; i < n; ++i) {
+    const std::uint64_t limb = x.limbs[i], quotient = (limb - borrow) * inverse;
+    x.limbs[i] = quotient;
+    borrow = wide::multiply_high(quotient, d) + (limb < borrow);
   }
   while (x.length > 1 && x.limbs[x.length - 1] == 0) --x.length;
 }
@@ -82,26 +112,19 @@ struct Value {
 };
 
 /// P(k) by Horner's rule modulo 2^(64 length): only the end has to be positive.
-void evaluate(const PolynomialTerms& terms, std::uint64_t k, Value& value) {
-  std::fill_n(value.limbs.begin(), value.length, 0);
-  bool begun = false;
-  for (std::size_t i = terms.P.size(); i-- != 0;) {
-    const std::int64_t c = terms.P[i];
-    if (!begun && c == 0) continue;
-    std::uint64_t carry = static_cast<std::uint64_t>(c);
-    const std::uint64_t sign = c < 0 ? ~std::uint64_t{0} : 0;
-    std::uint64_t overflow = 0;
+void evaluate(const PolynomialTerms& terms, std::size_t degree, std::uint64_t k, Value& value) {
+  const auto sign = [](std::int64_t c) { return c < 0 ? ~std::uint64_t{0} : 0; };
+  value.limbs.fill(sign(terms.P[degree]));
+  value.limbs[0] = static_cast<std::uint64_t>(terms.P[degree]);
+  for (std::size_t i = degree; i-- != 0;) {
+    // limb * k + what came from below + this limb of the coefficient
+    std::uint64_t addend = static_cast<std::uint64_t>(terms.P[i]), overflow = 0;
     for (std::size_t j = 0; j < value.length; ++j) {
-      // limb * k + what came from below + this limb of the coefficient
-      const wide::Pair t = begun ? wide::multiply(value.limbs[j], k) : wide::Pair{0, 0};
-      const std::uint64_t addend = j == 0 ? carry : sign;
-      std::uint64_t sum = t.low + overflow;
-      overflow = t.high + (sum < overflow);
-      sum += addend;
-      overflow += sum < addend;
-      value.limbs[j] = sum;
+      const wide::Pair t = multiply_add(value.limbs[j], k, overflow);
+      value.limbs[j] = t.low + addend;
+      overflow = t.high + (value.limbs[j] < addend);
+      addend = sign(terms.P[i]);
     }
-    begun = true;
   }
 }
 
@@ -164,6 +187,8 @@ void polynomial_leaf(const PolynomialTerms& terms, const CommonFactors* factors,
   set_unit(leaf.R, 1);
   Value p;
   p.length = polynomial_limbs(terms, b);
+  std::size_t degree = terms.P.size() - 1;
+  while (degree != 0 && terms.P[degree] == 0) --degree;
   for (std::uint64_t k = a + 1; k <= b; ++k) {
     Factors q, r, dropped;
     if (factors)
@@ -175,15 +200,10 @@ void polynomial_leaf(const PolynomialTerms& terms, const CommonFactors* factors,
       divide(leaf.R, factor);
       leaf.dropped = hash61::multiply(leaf.dropped, hash61::fold(factor));
     }
-    for (const std::uint64_t factor : q) {
-      multiply(leaf.Q, factor);
-      if (k != a + 1) multiply(leaf.P, factor);
-    }
-    const auto multiply_R = [&] {
-      for (const std::uint64_t factor : r) multiply(leaf.R, factor);
-    };
-    if (terms.P_has_R) multiply_R();
-    evaluate(terms, k, p);
+    multiply(leaf.Q, q);
+    if (k != a + 1) multiply(leaf.P, q);
+    if (terms.P_has_R) multiply(leaf.R, r);
+    evaluate(terms, degree, k, p);
     // Magnitudes relative to the sign of the first term, which is that of the sum.
     for (std::size_t i = 0; i < p.length; ++i) {
       if (terms.R.negative && (k - a) % 2 == 0)
@@ -191,7 +211,7 @@ void polynomial_leaf(const PolynomialTerms& terms, const CommonFactors* factors,
       else
         accumulate<true>(leaf.P, leaf.R, p.limbs[i], i);
     }
-    if (!terms.P_has_R) multiply_R();
+    if (!terms.P_has_R) multiply(leaf.R, r);
   }
   leaf.P_positive = !(terms.P_has_R && terms.R.negative);
   leaf.R_positive = !terms.R.negative || (b - a) % 2 == 0;
