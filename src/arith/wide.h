@@ -25,6 +25,13 @@ constexpr Pair multiply(std::uint64_t a, std::uint64_t b) {
 constexpr std::uint64_t multiply_high(std::uint64_t a, std::uint64_t b) {
   return multiply(a, b).high;
 }
+/// a * b + c, which fits.
+constexpr Pair multiply_add(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+  Pair sum = multiply(a, b);
+  sum.low += c;
+  sum.high += sum.low < c;
+  return sum;
+}
 }  // namespace portable
 
 #ifdef __SIZEOF_INT128__
@@ -38,8 +45,14 @@ constexpr Pair multiply(std::uint64_t a, std::uint64_t b) {
 constexpr std::uint64_t multiply_high(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::uint64_t>((static_cast<Uint128>(a) * b) >> 64);
 }
+// Compilers make additions with carry of this, and comparisons of the portable form.
+constexpr Pair multiply_add(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
+  const Uint128 sum = static_cast<Uint128>(a) * b + c;
+  return {static_cast<std::uint64_t>(sum), static_cast<std::uint64_t>(sum >> 64)};
+}
 #else
 using portable::multiply;
+using portable::multiply_add;
 using portable::multiply_high;
 #endif
 

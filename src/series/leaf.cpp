@@ -35,20 +35,6 @@ void push(Number& x, std::uint64_t limb) {
   if (limb != 0) x.limbs[x.length++] = limb;
 }
 
-/// a b + c, which fits.
-wide::Pair multiply_add(std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-#ifdef __SIZEOF_INT128__
-  // Compilers make additions with carry of this, and comparisons of the other form.
-  const wide::Uint128 t = static_cast<wide::Uint128>(a) * b + c;
-  return {static_cast<std::uint64_t>(t), static_cast<std::uint64_t>(t >> 64)};
-#else
-  wide::Pair t = wide::multiply(a, b);
-  t.low += c;
-  t.high += t.low < c;
-  return t;
-#endif
-}
-
 // The loops keep lengths and carries in locals: a store to a limb might change a length in memory.
 
 void multiply(Number& x, std::uint64_t factor) {
@@ -56,7 +42,7 @@ void multiply(Number& x, std::uint64_t factor) {
   std::uint64_t carry = 0;
 #pragma GCC unroll 4
   for (std::size_t i = 0; i < n; ++i) {
-    const wide::Pair t = multiply_add(x.limbs[i], factor, carry);
+    const wide::Pair t = wide::multiply_add(x.limbs[i], factor, carry);
     x.limbs[i] = t.low;
     carry = t.high;
   }
@@ -77,7 +63,7 @@ void accumulate(Number& x, const Number& y, std::uint64_t factor, std::size_t at
 #pragma GCC unroll 4
   for (std::size_t i = 0; i < n; ++i) {
     const std::uint64_t before = target[i];
-    const wide::Pair t = multiply_add(y.limbs[i], factor, carry);
+    const wide::Pair t = wide::multiply_add(y.limbs[i], factor, carry);
     target[i] = kAdd ? before + t.low : before - t.low;
     carry = t.high + (kAdd ? target[i] < before : before < t.low);
   }
@@ -120,7 +106,7 @@ void evaluate(const PolynomialTerms& terms, std::size_t degree, std::uint64_t k,
     // limb * k + what came from below + this limb of the coefficient
     std::uint64_t addend = static_cast<std::uint64_t>(terms.P[i]), overflow = 0;
     for (std::size_t j = 0; j < value.length; ++j) {
-      const wide::Pair t = multiply_add(value.limbs[j], k, overflow);
+      const wide::Pair t = wide::multiply_add(value.limbs[j], k, overflow);
       value.limbs[j] = t.low + addend;
       overflow = t.high + (value.limbs[j] < addend);
       addend = sign(terms.P[i]);

@@ -58,18 +58,18 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 /// Nanoseconds of a product for each point and prime, measured on one core with three primes and
 /// digits of 64 bits: transforms of one row, 2^6 points and longer, and of many, by doublings from
 /// 2^8 points.
-constexpr double kOneRow[] = {40, 22, 13, 8.8, 6.8, 6.1, 5.8, 5.8, 6.1};
-constexpr double kManyRows[] = {11.0, 9.5,  8.5,  7.5,  6.9,  6.8,  6.9,  7.1,  7.7,  8.9,
-                                10.2, 11.7, 12.0, 12.4, 12.8, 13.4, 15.0, 19.0, 24.0, 27.0};
+constexpr double kOneRow[] = {5.5, 4.5, 3.7, 3.8, 4.3, 4.6, 4.9, 5.3, 6.4};
+constexpr double kManyRows[] = {5.3, 5.2, 5.25, 5.35, 5.6,  5.85, 6.25, 7.1,  7.4,  7.7,
+                                9.1, 9.4, 9.9,  10.8, 12.2, 13.4, 15.0, 19.0, 24.0, 27.0};
 /// What longer digits and odd lengths add to that.
-constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 0.9, 1.5, 1.2};
-constexpr double kOddExtra[4] = {0, 0, 0.1, 0.5};
+constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 1.0, 2.0, 1.4};
+constexpr double kOddExtra[4] = {0, 0.8, 1.0, 1.0};
 
 /// Nanoseconds of a short product of n by n words: a call, and for each n^2.
-constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.3;
+constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.18;
 /// The excess is formed on its own up to a fraction of the transform: with both operands' low words
 /// and its scratch it must fit where the planes were.
-constexpr std::uint64_t kLargestExcess = 6, kFewestWordsForExcess = 1000;
+constexpr std::uint64_t kLargestExcess = 4, kFewestWordsForExcess = 256;
 
 /// Nanoseconds of a product; its transforms and passes are shares of that.
 double cost_of(unsigned format, std::uint64_t points) {

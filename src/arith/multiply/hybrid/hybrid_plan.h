@@ -61,7 +61,7 @@ struct Fit {
 /// is just past a step need not pay for the next.
 Fit best_fit(std::uint64_t al, std::uint64_t bl);
 /// An excess that is formed by the basecase, at most.
-inline constexpr std::size_t kBasecaseExcess = 160;
+inline constexpr std::size_t kBasecaseExcess = 112;
 
 /// What a plan takes: `base` bytes and `slot` more for each thread.
 struct Need {
