@@ -21,11 +21,13 @@ constexpr unsigned count_lengths() {
 }
 constexpr unsigned kLengths = count_lengths();
 
-/// Planes that the second-level cache holds need no strips.
-constexpr std::uint64_t kCachedPoints = std::uint64_t{1} << 16;
+/// Shorter planes need no strips: the second-level cache holds them and everything else.
+constexpr std::uint64_t kWholePoints = std::uint64_t{1} << 14;
 /// Points of a strip, for the first-level cache where rows are few.
 constexpr std::size_t kStripPoints = std::size_t{1} << 11;
-constexpr std::size_t kMinWidth = 32, kMaxWidth = 64;
+/// Strips are wider in planes that the second-level cache holds.
+constexpr std::uint64_t kCachedPoints = std::uint64_t{1} << 16;
+constexpr std::size_t kMinWidth = 32, kMaxWidth = 64, kMaxCachedWidth = 128;
 constexpr std::size_t kRowPadding = kBlockDoubles;
 
 constexpr double kUnit = 1.0 / 9007199254740992.0;  // 2^-53
@@ -183,9 +185,10 @@ Shape::Shape(const Length& length)
   log_cols = std::min(length.log, log_points < 21 ? 12u : 14u);
   log_rows = length.log - log_cols;
   stride = (std::size_t{2} << log_cols) + kRowPadding;
-  width = points <= kCachedPoints
+  width = points <= kWholePoints
               ? cols()
-              : std::clamp(std::bit_floor(kStripPoints / rows()), kMinWidth, kMaxWidth);
+              : std::clamp(std::bit_floor(kStripPoints / rows()), kMinWidth,
+                           points <= kCachedPoints ? kMaxCachedWidth : kMaxWidth);
 }
 
 unsigned length_count() { return kLengths; }
