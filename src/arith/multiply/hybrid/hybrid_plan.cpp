@@ -59,23 +59,25 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 /// digits of 64 bits: transforms of one row, 2^6 points and longer, and of many, by doublings from
 /// 2^8 points.
 constexpr double kOneRow[] = {5.5, 4.5, 3.7, 3.8, 4.3, 4.6, 4.9, 5.3, 6.4};
-constexpr double kManyRows[] = {5.3, 5.2, 5.25, 5.35, 5.6,  5.85, 6.25, 7.1,  7.4,  7.7,
-                                9.1, 9.4, 9.9,  10.8, 12.2, 13.4, 15.0, 19.0, 24.0, 27.0};
+constexpr double kManyRows[] = {5.3,  5.2,  5.25, 5.35, 5.6,  5.85, 6.25, 7.1,  7.4,  7.7,
+                                10.2, 11.7, 12.0, 12.4, 12.8, 13.4, 15.0, 19.0, 24.0, 27.0};
 /// What longer digits and odd lengths add to that.
-constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 1.0, 2.0, 1.4};
-constexpr double kOddExtra[4] = {0, 0.8, 1.0, 1.0};
+constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 0.9, 1.5, 1.2};
+constexpr std::uint64_t kLongPoints = std::uint64_t{1} << 18;
+constexpr double kOddExtra[4] = {0, 0.8, 1.0, 1.0}, kLongOddExtra[4] = {0, 0, 0.1, 0.5};
 
 /// Nanoseconds of a short product of n by n words: a call, and for each n^2.
 constexpr double kBasecaseCall = 50, kBasecaseSquare = 0.18;
 /// The excess is formed on its own up to a fraction of the transform: with both operands' low words
 /// and its scratch it must fit where the planes were.
-constexpr std::uint64_t kLargestExcess = 4, kFewestWordsForExcess = 256;
+constexpr std::uint64_t kFewestWordsForExcess = 256, kShortWords = 2048;
+constexpr std::uint64_t kLargestShortExcess = 4, kLargestExcess = 6;
 
 /// Nanoseconds of a product; its transforms and passes are shares of that.
 double cost_of(unsigned format, std::uint64_t points) {
   const unsigned log = static_cast<unsigned>(std::countr_zero(points));
   const unsigned odd = odd_index(static_cast<unsigned>(points >> log));
-  double each = kFormatExtra[format] + kOddExtra[odd];
+  double each = kFormatExtra[format] + (points < kLongPoints ? kOddExtra : kLongOddExtra)[odd];
   if (odd == 0 && log <= kMaxLogRow) {
     each += kOneRow[log - kMinLogRow];
   } else {
@@ -184,8 +186,8 @@ Fit best_fit(std::uint64_t al, std::uint64_t bl) {
   for (unsigned i = candidates().first(words); i-- > 0;) {
     const Candidate* const c = candidates().candidate(i);
     const std::uint64_t excess = words - c->words;
-    if (c->words < std::max({al, bl, kFewestWordsForExcess}) || excess * kLargestExcess > c->words)
-      break;
+    const std::uint64_t share = words < kShortWords ? kLargestShortExcess : kLargestExcess;
+    if (c->words < std::max({al, bl, kFewestWordsForExcess}) || excess * share > c->words) break;
     if (c != candidates().best(f, i) || c->cost >= cost) continue;
     const double total = c->cost + cost_of_excess(excess);
     if (total >= cost) continue;
