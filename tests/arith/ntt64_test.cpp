@@ -62,6 +62,10 @@ TEST_F(Ntt64, MultipliesExactlyWithinItsRanges) {
         Natural exact = test::multiply(natural64(x), natural64(y));
         for (const wide::Pair& pair : {wide::multiply(x, y), wide::portable::multiply(x, y)})
           EXPECT_EQ(test::add(natural64(pair.low), test::shifted(natural64(pair.high), 2)), exact);
+        for (const wide::Pair& pair :
+             {wide::multiply_add(x, y, y), wide::portable::multiply_add(x, y, y)})
+          EXPECT_EQ(test::add(natural64(pair.low), test::shifted(natural64(pair.high), 2)),
+                    test::add(exact, natural64(y)));
         const std::uint64_t w = y % p, product = multiply_modulo(x, w, p);
         const std::uint64_t lazy = modulus.multiply_lazy(x, modulus.factor(w));
         EXPECT_LT(lazy, 2 * p);
