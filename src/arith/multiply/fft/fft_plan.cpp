@@ -175,7 +175,7 @@ unsigned choose_radices(unsigned* radices, unsigned odd, unsigned log, unsigned 
 
 Shape::Shape(const Length& length)
     : points(length.points), odd(length.odd), log_rows(length.log), log_cols(0) {
-  if (points <= std::uint64_t{1} << kMaxDirectLog) {
+  if (points <= kMaxDirectPoints) {
     odd = 0;
     stride = static_cast<std::size_t>(2 * points);
     width = static_cast<std::size_t>(points);
@@ -228,7 +228,7 @@ Plan plan_wrapped(std::uint64_t words, std::uint64_t shorter, unsigned sum) {
 
 double cost(const Length& length) {
   const double n = static_cast<double>(length.points);
-  return n * (std::log2(n) + (length.points > std::uint64_t{1} << kMaxDirectLog ? 9 : 6)) + 600;
+  return n * (std::log2(n) + (length.points > kMaxDirectPoints ? 9 : 6)) + 600;
 }
 
 }  // namespace nmp::fft

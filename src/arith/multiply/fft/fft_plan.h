@@ -27,8 +27,8 @@ struct Length {
 };
 
 inline constexpr unsigned kMinLog = 6, kMaxLog = 31;
-/// Longest transform that is one tree with a table of its own, as a power of two.
-inline constexpr unsigned kMaxDirectLog = 13;
+/// Longest transform that is one tree with a table of its own.
+inline constexpr std::uint64_t kMaxDirectPoints = 9 << 10;
 
 /// Radices of the steps, from the root down; returns how many. `top`: the first two steps are of
 /// radix 4. `leaf` 1: none.
