@@ -5,6 +5,7 @@
 
 #include "arith/hash61.h"
 #include "arith/long_ops.h"
+#include "arith/multiply/algorithm_table.h"
 #include "arith/product.h"
 #include "arith/word_ops.h"
 #include "foundation/exceptions.h"
@@ -178,8 +179,9 @@ void ExactFloat::set_mul(Context& context, const ExactFloat& a, const ExactFloat
   const std::uint64_t n = std::uint64_t{a.L} + b.L;
   need_words("ExactFloat::set_mul()", *this, n);
   T = buffer;
-  product(context, T, a.T, a.L, b.T, b.L, scratch,
-          hash61::multiply(a.magnitude_hash(), b.magnitude_hash()));
+  std::optional<std::uint64_t> residue;  // short products have no use for it
+  if (n >= kCheckedProductWords) residue = hash61::multiply(a.magnitude_hash(), b.magnitude_hash());
+  product(context, T, a.T, a.L, b.T, b.L, scratch, residue);
   L = static_cast<std::uint32_t>(n) - (T[n - 1] == 0);
   exp = a.exp + b.exp;
   sign = a.sign == b.sign;

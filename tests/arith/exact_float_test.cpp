@@ -158,8 +158,7 @@ TEST_F(ExactFloats, ProductsOfWordsThatChangedAreRefused) {
     test::FencedScratch scratch(multiply_scratch(context_, 600));
     z.set_mul(context_, x, y, scratch.buffer());
   };
-  multiply();
-  expect(z, value(z));
+  EXPECT_NO_THROW(multiply());
   y.T[17] ^= 0x4000;
   expect_fault<AlgorithmFailedException>("multiply()", "Multiplication Failed: Checksum Mismatch",
                                          multiply);

@@ -81,8 +81,11 @@ class AlgorithmTable {
 /// Bytes of scratch that `multiply` needs for al + bl <= n words.
 std::size_t multiply_scratch(const Context& context, std::size_t n);
 
+/// Products of this many words and more are checked against the residues of their operands.
+inline constexpr std::size_t kCheckedProductWords = 512;
+
 /// c[0, al + bl) = a * b through the dispatcher; see Algorithm::multiply for the contract. Products
-/// long enough to go to a transform are checked: the residue of c modulo 2^61 - 1 must be the
+/// of kCheckedProductWords words are checked: the residue of c modulo 2^61 - 1 must be the
 /// product of the operands' residues, else AlgorithmFailedException. Numbers that carry residues
 /// give the product's as `residue`; without it the operands are read for theirs.
 void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,

@@ -12,8 +12,6 @@
 namespace nmp {
 namespace {
 
-/// Products of this many words and more are checked against the residues of their operands.
-constexpr std::size_t kCheckedProductWords = 512;
 /// A product this long may take seconds; before it starts, the user may have asked to stop.
 constexpr std::size_t kPolledProductWords = std::size_t{1} << 16;
 /// Pieces are never cut shorter than this in all.

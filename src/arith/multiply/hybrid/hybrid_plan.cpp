@@ -61,7 +61,7 @@ unsigned choose_log_cols(unsigned odd, unsigned log_points) {
 constexpr double kOneRow[] = {5.5, 4.5, 3.7, 3.8, 4.3, 4.6, 4.9, 5.3, 6.4};
 constexpr double kManyRows[] = {5.3,  5.2,  5.25, 5.35, 5.6,  5.85, 6.25, 7.1,  7.4,  7.7,
                                 10.2, 11.7, 12.0, 12.4, 12.8, 13.4, 15.0, 19.0, 24.0, 27.0};
-/// What longer digits and odd lengths add to that.
+/// What longer digits and odd lengths add to that; the latter less from kLongPoints points on.
 constexpr double kFormatExtra[kFormatCount] = {0, 0.3, 0.9, 1.5, 1.2};
 constexpr std::uint64_t kLongPoints = std::uint64_t{1} << 18;
 constexpr double kOddExtra[4] = {0, 0.8, 1.0, 1.0}, kLongOddExtra[4] = {0, 0, 0.1, 0.5};
