@@ -38,7 +38,7 @@ using nmp::AlignedBufferC;
 using nmp::Word;
 
 /// Pages of code, stacks and small tables that a job touches when it runs.
-constexpr std::uint64_t kLatePages = 512 << 10;
+constexpr std::uint64_t kLatePages = 704 << 10;
 
 /// Refuses what the program may not or the machine cannot take.
 void require_memory(const Job& job, std::uint64_t bytes) {

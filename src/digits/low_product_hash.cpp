@@ -22,17 +22,18 @@ SpectrumShape shape_for(std::size_t al, std::size_t bl) {
   return {std::max(al, bl) + 2, std::min(al, bl)};
 }
 
-bool expects_transform(const Context& context, std::size_t al, std::size_t bl) {
-  const SpectrumShape shape = shape_for(al, bl);
-  return std::min(al, bl) >= kShortest && shape.words <= context.longest_product &&
-         spectrum_bytes(context, shape) != 0;
+/// Bytes of a product by transforms; 0 where there are none.
+std::size_t wrapped_bytes(const Context& context, std::size_t al, std::size_t bl) {
+  if (std::min(al, bl) < kShortest) return 0;
+  return spectra_need(context, shape_for(al, bl)).bytes(2);
 }
 
-/// For a product in full where transforms are expected: formed from pieces, in no more scratch.
+/// For a product in full where transforms are expected: formed from pieces, in no more memory.
 Context context_of_whole(const Context& context, std::size_t al, std::size_t bl) {
-  Context whole = context;
-  if (expects_transform(context, al, bl)) whole.longest_product = std::max(al, bl) / 2;
-  return whole;
+  const std::size_t bytes = wrapped_bytes(context, al, bl);
+  if (bytes == 0) return context;
+  const std::size_t product = carved_bytes<Word>(al + bl);
+  return with_pieces_within(context, al + bl, bytes - std::min(bytes, product));
 }
 
 std::uint64_t divide_by_power_of_2(std::uint64_t hash, std::uint64_t bits) {
@@ -53,7 +54,7 @@ std::uint64_t hash_above(Context& context, const Word* words, std::size_t n, std
 std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::size_t al,
                                          const Word* b, std::size_t bl, std::uint64_t bits,
                                          AlignedBufferC scratch) {
-  Spectra* const spectra = make_spectra(context, shape_for(al, bl), scratch);
+  Spectra* const spectra = make_spectra(context, shape_for(al, bl), 2, scratch);
   if (spectra == nullptr || spectra->wrap() >= al + bl) return std::nullopt;
   const std::size_t wrap = spectra->wrap();
   Spectrum x = spectra->carve(scratch), y = spectra->carve(scratch);
@@ -61,7 +62,7 @@ std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::s
   spectra->forward(y, b, bl);
   const Spectra::Term term{&x, &y};
   spectra->multiply(x, {&term, 1});
-  Word* const r = scratch.carve<Word>(al + bl);  // at least wrap
+  Word* const r = reinterpret_cast<Word*>(y.data);  // done with, and longer than the number was
   spectra->inverse(r, wrap, x);
   if (r[guard_word(al)] == 0 || r[guard_word(al)] == ~Word{0}) return std::nullopt;
 
@@ -84,17 +85,13 @@ std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::s
 
 std::size_t low_product_scratch(const Context& context, std::size_t al, std::size_t bl) {
   const Context whole = context_of_whole(context, al, bl);
-  std::size_t bytes = multiply_scratch(whole, al + bl);
-  if (expects_transform(context, al, bl)) {
-    const SpectrumShape shape = shape_for(al, bl);
-    bytes = std::max(bytes, spectra_bytes(context, shape) + 2 * spectrum_bytes(context, shape));
-  }
-  return carved_bytes<Word>(al + bl) + bytes;
+  return std::max(carved_bytes<Word>(al + bl) + multiply_scratch(whole, al + bl),
+                  wrapped_bytes(context, al, bl));
 }
 
 std::uint64_t low_product_hash(Context& context, const Word* a, std::size_t al, const Word* b,
                                std::size_t bl, std::uint64_t bits, AlignedBufferC scratch) {
-  if (expects_transform(context, al, bl))
+  if (wrapped_bytes(context, al, bl) != 0)
     if (const auto hash = by_wrapping(context, a, al, b, bl, bits, scratch)) return *hash;
   Context whole = context_of_whole(context, al, bl);
   Word* product = scratch.carve<Word>(al + bl);

@@ -15,16 +15,21 @@ namespace {
 /// Words of a task where long numbers are copied or summed.
 constexpr std::size_t kTaskWords = std::size_t{1} << 15;
 
-/// Whether a level is expected to be done by transforms. A product in full is then the exception
-/// and formed from pieces, in no more scratch than the transforms have.
-bool expects_transform(const Context& context, const SpectrumShape& shape) {
-  return shape.words <= context.longest_product && spectrum_bytes(context, shape) != 0;
+std::size_t product_words(const Window& window) { return window.operand + window.power; }
+
+/// Bytes of a product by transforms; 0 where there are none.
+std::size_t wrapped_bytes(const Context& context, const Window& window) {
+  const SpectraNeed need = spectra_need(context, window.shape());
+  if (!need) return 0;
+  return carved_bytes<Word>(std::min(product_words(window), need.wrap)) + need.spectrum;
 }
 
+/// Where transforms do a level, a product in full is the exception and formed from pieces, in no
+/// more memory than they have.
 Context context_of_whole(const Context& context, const Window& window) {
-  Context whole = context;
-  if (expects_transform(context, window.shape())) whole.longest_product = window.operand / 2;
-  return whole;
+  const std::size_t bytes = wrapped_bytes(context, window), words = product_words(window);
+  if (bytes == 0) return context;
+  return with_pieces_within(context, words, bytes - std::min(bytes, carved_bytes<Word>(words)));
 }
 
 /// Modulo 2^32 - 1, which divides 2^(32 n) - 1: the residue of a product survives a cyclic
@@ -59,25 +64,21 @@ SpectrumShape Window::shape() const {
 }
 
 std::size_t RightHalves::bytes(const Context& context, const Split& split, unsigned level) {
-  const SpectrumShape shape = Window(split, level).shape();
-  if (!expects_transform(context, shape)) return 0;
-  return spectra_bytes(context, shape) + spectrum_bytes(context, shape);
+  return spectra_need(context, Window(split, level).shape()).bytes(1);
 }
 
 std::size_t RightHalves::node_bytes(const Context& context, const Split& split, unsigned level) {
   const Window window(split, level);
-  const std::size_t product = window.operand + window.power;
-  const std::size_t whole = multiply_scratch(context_of_whole(context, window), product);
-  const bool transform = expects_transform(context, window.shape());
-  return carved_bytes<Word>(product) +
-         std::max(whole, transform ? spectrum_bytes(context, window.shape()) : 0);
+  const std::size_t words = product_words(window);
+  return std::max(
+      carved_bytes<Word>(words) + multiply_scratch(context_of_whole(context, window), words),
+      wrapped_bytes(context, window));
 }
 
 RightHalves::RightHalves(Context& context, const Split& split, unsigned level, const Power& power,
                          AlignedBufferC& memory)
     : context_(context), window_(split, level), power_(power) {
-  if (!expects_transform(context, window_.shape())) return;
-  spectra_ = make_spectra(context, window_.shape(), memory);
+  spectra_ = make_spectra(context, window_.shape(), 1, memory);
   if (spectra_ == nullptr) return;
   transformed_ = spectra_->carve(memory);
   spectra_->forward(transformed_, power.words, power.length);

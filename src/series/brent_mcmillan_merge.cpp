@@ -13,6 +13,8 @@ namespace {
 
 /// Products shorter than this gain nothing from shared transforms: making the plan costs more.
 constexpr std::size_t kLeastSharedWords = 400;
+/// Numbers that a merge holds in transform space at once.
+constexpr unsigned kSpectra = 4;
 /// Words that S may have beyond those kept of T, see `lowest_position`.
 constexpr std::size_t kFactorGuard = 12;
 /// The lowest position where nothing is cut.
@@ -135,7 +137,7 @@ class Merge {
   bool small_shared(AlignedBufferC scratch) {
     const ExactFloat &D0 = left_.D, &C0 = left_.C, &D1 = right_.D, &C1 = right_.C;
     if (lengths_.small < kLeastSharedWords || C0.exp - D0.exp != C1.exp - D1.exp) return false;
-    Spectra* const spectra = make_spectra(context_, lengths_.small_shape(), scratch);
+    Spectra* const spectra = make_spectra(context_, lengths_.small_shape(), kSpectra, scratch);
     if (!spectra) return false;
     Shared shared(context_, *spectra, scratch);
     Spectrum d0 = shared.transformed(D0), c0 = shared.transformed(C0);
@@ -177,7 +179,7 @@ class Merge {
   bool large_shared(AlignedBufferC scratch) {
     ExactFloat &T = left_.T, &U = left_.U;
     if (lengths_.large < kLeastSharedWords || U.exp - T.exp != M_.exp - S_.exp) return false;
-    Spectra* const spectra = make_spectra(context_, lengths_.large_shape(), scratch);
+    Spectra* const spectra = make_spectra(context_, lengths_.large_shape(), kSpectra, scratch);
     if (!spectra) return false;
     Shared shared(context_, *spectra, scratch);
     Spectrum s = shared.transformed(S_), m = shared.transformed(M_);
@@ -224,14 +226,12 @@ class Merge {
   ExactFloat S_, M_;
 };
 
-/// Bytes for four spectra of a plan, or for the places of `products` plain products.
+/// Bytes for a plan and its spectra, or for the places of `products` plain products.
 std::size_t products_bytes(const Context& context, const SpectrumShape& shape,
                            std::size_t products) {
   const std::size_t plain =
       products * carved_bytes<Word>(shape.words) + multiply_scratch(context, shape.words);
-  const std::size_t spectrum = spectrum_bytes(context, shape);
-  if (spectrum == 0) return plain;
-  return std::max(plain, spectra_bytes(context, shape) + 4 * spectrum);
+  return std::max(plain, spectra_need(context, shape).bytes(kSpectra));
 }
 
 }  // namespace

@@ -25,6 +25,9 @@ std::size_t longest_product(const Words& left, const Words& right, bool needs_R)
   return std::max(std::max(left.P, left.Q) + right.Q, separate_words(left, right, needs_R));
 }
 
+/// Numbers in transform space at once.
+unsigned spectra_of(MergeWay way) { return way == MergeWay::kShared ? 2 : 4; }
+
 /// What the plan of a merge must hold. A sum has one word more, for its carry.
 SpectrumShape shape_of(const Words& left, const Words& right, MergeWay way) {
   const std::size_t longer = std::max(left.P, left.Q);
@@ -181,7 +184,7 @@ void add_second_summand(Context& context, Range& left, const ExactFloat& P1, std
 /// the three of R0*P1: a sum has to have room for one bit more, which can make a plan much longer.
 bool sum_is_shorter(const Context& context, const Words& left, const Words& right, bool is_lent) {
   const auto length = [&](MergeWay way) {
-    return static_cast<double>(spectrum_bytes(context, shape_of(left, right, way)));
+    return static_cast<double>(spectra_need(context, shape_of(left, right, way)).spectrum);
   };
   const double second = static_cast<double>(left.R + right.P);
   const double first = static_cast<double>(std::max(left.P, left.Q) + right.Q);
@@ -226,16 +229,14 @@ std::size_t merge_bytes(const Context& context, const Words& left, const Words& 
   const std::size_t longest = longest_product(left, right, needs_R);
   const std::size_t product = carved_bytes<Word>(longest);
   if (way == MergeWay::kPlain) return product + multiply_scratch(context, longest);
-  const SpectrumShape shape = shape_of(left, right, way);
-  const std::size_t spectrum = spectrum_bytes(context, shape);
-  if (spectrum == 0 || shape.words > context.longest_product) return 0;
-  const std::size_t plan = spectra_bytes(context, shape);
+  const std::size_t plan = spectra_need(context, shape_of(left, right, way)).bytes(spectra_of(way));
+  if (plan == 0) return 0;
   if (way == MergeWay::kShared) {
     const std::size_t separate = separate_words(left, right, needs_R);
-    return product + std::max(plan + 2 * spectrum, multiply_scratch(context, separate));
+    return product + std::max(plan, multiply_scratch(context, separate));
   }
   const std::size_t r = needs_R ? left.R + right.R : 0;
-  return std::max(plan + 4 * spectrum, carved_bytes<Word>(r) + multiply_scratch(context, r));
+  return std::max(plan, carved_bytes<Word>(r) + multiply_scratch(context, r));
 }
 
 void merge(Context& context, Range& left, const Range& right, bool needs_R, const Kept& kept,
@@ -247,7 +248,7 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
   Spectra* spectra = nullptr;
   if (way == MergeWay::kSummed) {
     AlignedBufferC rest = scratch;
-    spectra = make_spectra(context, shape_of(words, others, way), rest);
+    spectra = make_spectra(context, shape_of(words, others, way), spectra_of(way), rest);
     if (spectra) merge_summed(context, *spectra, left, right, takes_R, rest);
   }
   const bool summed = spectra != nullptr;
@@ -255,7 +256,7 @@ void merge(Context& context, Range& left, const Range& right, bool needs_R, cons
       carve_number(scratch, summed ? words.R + others.R : longest_product(words, others, needs_R));
   if (way == MergeWay::kShared) {
     AlignedBufferC rest = scratch;
-    spectra = make_spectra(context, shape_of(words, others, way), rest);
+    spectra = make_spectra(context, shape_of(words, others, way), spectra_of(way), rest);
     if (spectra) multiply_shared(context, *spectra, left, right.Q, kept.sum, product, rest);
   }
   if (!spectra) multiply_into(context, left.P, left.P, right.Q, kept.sum, product, scratch);

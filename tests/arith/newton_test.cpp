@@ -262,7 +262,7 @@ TEST_P(NewtonWrapping, ResidualsThatWrapAround) {
     const OwnedFloat product = Operations(context_).product(y, z);
     c.set_add(context_, product, d, 18);
     if (c.is_zero() || !c.sign || c.exp < y.exp + z.exp) continue;
-    const newton::StepShape shape{6, 6, 12};
+    const newton::StepShape shape{6, 6, 12, 3};
     FencedScratch scratch(newton::StepProducts::bytes(context(), shape));
     newton::StepProducts products(context(), shape, scratch.buffer());
     if (rep % 2 == 0) products.keep(y);

@@ -117,15 +117,17 @@ class SpectrumTest : public test::RandomTest {
 /// A plan with just the memory it asked for, and `count` spectra.
 class Plans {
  public:
-  Plans(const Algorithm& algorithm, unsigned threads, const SpectrumShape& shape, std::size_t count)
+  Plans(const Algorithm& algorithm, unsigned threads, const SpectrumShape& shape, unsigned count)
       : pool_(threads),
         context_{pool_, kNoTable},
-        scratch_(algorithm.spectra_bytes(shape, threads) +
-                 count * algorithm.spectrum_bytes(shape)) {
+        scratch_(algorithm.spectra_need(shape, threads).bytes(count)) {
     AlignedBufferC memory = scratch_.buffer();
     plan = algorithm.make_spectra(context_, shape, memory);
-    EXPECT_LE(scratch_.buffer().bytes() - memory.bytes(), algorithm.spectra_bytes(shape, threads));
-    for (std::size_t i = 0; i < count; ++i) spectrum.push_back(plan->carve(memory));
+    const SpectraNeed need = algorithm.spectra_need(shape, threads);
+    EXPECT_EQ(scratch_.buffer().bytes() - memory.bytes(), need.plan);
+    EXPECT_EQ(plan->bytes(), need.spectrum);
+    EXPECT_EQ(plan->wrap(), need.wrap);
+    for (unsigned i = 0; i < count; ++i) spectrum.push_back(plan->carve(memory));
   }
   Spectra* plan;
   std::vector<Spectrum> spectrum;
@@ -231,29 +233,26 @@ TEST_F(SpectrumTest, FewWordsOfAValueThatIsKnownToBeShort) {
   }
 }
 
-TEST_F(SpectrumTest, AsksForEnoughMemoryAndNoLess) {
+TEST_F(SpectrumTest, TakesNothingWhereMemoryIsShort) {
+  test::Threads one(1);
   for (const Method& method : methods()) {
     SCOPED_TRACE(method.name);
-    const Algorithm& algorithm = *method.algorithm;
-    for (std::size_t n = 2; n < 1u << 24; n += 1 + n / 50) {
-      const auto bytes = [&](std::size_t words, std::size_t shorter, unsigned sum) {
-        return std::pair(algorithm.spectra_bytes({words, shorter, sum}, 2),
-                         algorithm.spectrum_bytes({words, shorter, sum}));
-      };
-      const auto most = bytes(n + 1, n + 1, 3);
-      for (const auto& less :
-           {bytes(n, n + 1, 3), bytes(n + 1, n / 3, 3), bytes(n + 1, n + 1, 1)}) {
-        ASSERT_LE(less.first, most.first);
-        ASSERT_LE(less.second, most.second);
-      }
-    }
+    AlgorithmTable table;
+    table.add(100000, method.algorithm);
+    Context context{one, table};
     const SpectrumShape shape = {1000, 1000, 1};
-    test::Threads one(1);
-    Context context{one, kNoTable};
-    const test::FencedScratch scratch(algorithm.spectra_bytes(shape, 1) / 2);
+    const SpectraNeed need = spectra_need(context, shape);
+    const test::FencedScratch scratch(need.bytes(2));
     AlignedBufferC memory = scratch.buffer();
-    EXPECT_THROW(algorithm.make_spectra(context, shape, memory), BufferTooSmallException);
-    EXPECT_EQ(memory.bytes(), scratch.buffer().bytes());
+    EXPECT_EQ(make_spectra(context, shape, 3, memory), nullptr);
+    context.longest_product = 999;
+    EXPECT_EQ(make_spectra(context, shape, 2, memory), nullptr);
+    EXPECT_FALSE(spectra_need(context, shape));
+    EXPECT_EQ(memory.bytes(), need.bytes(2));
+    context.longest_product = 1000;
+    EXPECT_NE(make_spectra(context, shape, 2, memory), nullptr);
+    AlignedBufferC half = memory.spawn(64);
+    EXPECT_THROW(method.algorithm->make_spectra(context, shape, half), BufferTooSmallException);
   }
 }
 

@@ -42,11 +42,9 @@ class WordSpectra final : public Algorithm {
     std::byte* place = memory.spawn(aligned_bytes(sizeof(Plan))).ptr();
     return new (place) Plan(*this, shape.words + surplus_);
   }
-  std::size_t spectra_bytes(const SpectrumShape&, unsigned) const override {
-    return aligned_bytes(sizeof(Plan));
-  }
-  std::size_t spectrum_bytes(const SpectrumShape& shape) const override {
-    return carved_bytes<Word>(shape.words + surplus_);
+  SpectraNeed spectra_need(const SpectrumShape& shape, unsigned) const override {
+    const std::size_t wrap = shape.words + surplus_;
+    return {carved_bytes<Plan>(1), carved_bytes<Word>(wrap), wrap};
   }
 
   mutable std::atomic<std::size_t> whole_products = 0;

@@ -148,21 +148,24 @@ TEST(Job, NeedsTheMemoryThatItStates) {
     const ChildResult run = custom(
         job.substr(0, space), {"-algorithm:" + job.substr(space + 1), digits, "-od:0", "-PF:none"});
     const double bytes = bytes_after(run.output, "Peak Memory Used");
-    EXPECT_NEAR(bytes / bytes_after(run.output, "Memory Needed"), 1, 0.05) << job << run.output;
+    const double needed = bytes_after(run.output, "Memory Needed");
+    // The system counts to within some hundreds of kilobytes, which must not matter.
+    EXPECT_GT(needed, 17e6) << job;
+    EXPECT_NEAR(bytes / needed, 1, 0.05) << job << run.output;
     return bytes;
   };
   for (const std::string job : {"e exp(-1)", "sqrt:2 newton", "goldenratio newton"})
-    used(job, "-dec:3m");
+    for (const char* digits : {"-dec:2m", "-dec:5m", "-dec:9m"}) used(job, digits);
   for (const std::string pi : {"pi chudnovsky", "pi ramanujan"})
     EXPECT_LT(used(pi + "-reduced", "-dec:3m"), 0.85 * used(pi, "-dec:3m"));
   for (const std::string job :
        {"log:2 machin-primary", "log:97 machin-secondary", "zeta3 wedeniwski", "zeta3 az",
         "catalan pilehrood-short", "catalan guillera2019", "lemniscate agm-pi", "lemniscate gauss"})
-    used(job, "-dec:1m");
+    used(job, "-dec:2m");
   for (const std::string job :
        {"catalan pilehrood-long", "catalan guillera2008", "catalan lupas", "catalan huvent",
         "lemniscate sebah", "gamma brent-refined", "gamma brent-original"})
-    used(job, "-dec:300k");
+    used(job, "-dec:1m");
 }
 
 TEST(Job, ReplacesFilesOfAnEarlierRunWhenItWrites) {

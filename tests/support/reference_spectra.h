@@ -111,11 +111,9 @@ class ReferenceAlgorithm final : public Algorithm {
     plans_.made_with_sums += shape.sum > 1;
     return new (memory.carve<ReferenceSpectra>(1)) ReferenceSpectra(shape, plans_);
   }
-  std::size_t spectra_bytes(const SpectrumShape&, unsigned) const override {
-    return carved_bytes<ReferenceSpectra>(1);
-  }
-  std::size_t spectrum_bytes(const SpectrumShape& shape) const override {
-    return ReferenceSpectra(shape, plans_).bytes();
+  SpectraNeed spectra_need(const SpectrumShape& shape, unsigned) const override {
+    const ReferenceSpectra spectra(shape, plans_);
+    return {carved_bytes<ReferenceSpectra>(1), spectra.bytes(), spectra.wrap()};
   }
 
  private:

@@ -35,11 +35,9 @@ class ReferenceTransforms final : public Algorithm {
                         AlignedBufferC& memory) const override {
     return new (memory.carve<Plan>(1)) Plan(*this, wrap_of(shape));
   }
-  std::size_t spectra_bytes(const SpectrumShape&, unsigned) const override {
-    return carved_bytes<Plan>(1);
-  }
-  std::size_t spectrum_bytes(const SpectrumShape& shape) const override {
-    return carved_bytes<Word>(wrap_of(shape) + 1);
+  SpectraNeed spectra_need(const SpectrumShape& shape, unsigned) const override {
+    const std::size_t wrap = wrap_of(shape);
+    return {carved_bytes<Plan>(1), carved_bytes<Word>(wrap + 1), wrap};
   }
 
  private:

@@ -5,13 +5,11 @@
 #include <cstdint>
 
 #include "arith/context.h"
+#include "arith/multiply/spectrum.h"
 #include "arith/word.h"
 #include "memory/aligned_buffer.h"
 
 namespace nmp {
-
-class Spectra;
-struct SpectrumShape;
 
 /// One registered way to multiply. Instances live for the whole process and hold no state that
 /// changes, so any thread may use them.
@@ -54,10 +52,9 @@ class Algorithm {
                                 AlignedBufferC& /*memory*/) const {
     return nullptr;
   }
-  virtual std::size_t spectra_bytes(const SpectrumShape& /*shape*/, unsigned /*threads*/) const {
-    return 0;
+  virtual SpectraNeed spectra_need(const SpectrumShape& /*shape*/, unsigned /*threads*/) const {
+    return {};
   }
-  virtual std::size_t spectrum_bytes(const SpectrumShape& /*shape*/) const { return 0; }
 };
 
 }  // namespace nmp

@@ -8,7 +8,6 @@
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "arith/multiply/ntt32/ntt32.h"
 #include "arith/multiply/ntt64/ntt64.h"
-#include "arith/multiply/spectrum.h"
 #include "arith/multiply/vector/vst.h"
 #include "foundation/console.h"
 #include "foundation/exceptions.h"
@@ -91,31 +90,8 @@ void AlgorithmTable::prepare(std::uint64_t n) const {
   }
 }
 
-template <typename Size>
-std::size_t AlgorithmTable::most(std::uint64_t n, const Size& size) const {
-  std::size_t most = 0;
-  for (const Entry& entry : entries_) {
-    most = std::max(most,
-                    size(*entry.algorithm, static_cast<std::size_t>(std::min(n, entry.threshold))));
-    if (entry.threshold >= n) break;
-  }
-  return most;
-}
-
 std::size_t AlgorithmTable::scratch_bytes(std::uint64_t n, unsigned threads) const {
   return get_algorithm(n).scratch_bytes(static_cast<std::size_t>(n), threads);
-}
-
-std::size_t AlgorithmTable::spectra_bytes(const SpectrumShape& shape, unsigned threads) const {
-  return most(shape.words, [&](const Algorithm& algorithm, std::size_t words) {
-    return algorithm.spectra_bytes({words, std::min(shape.shorter, words), shape.sum}, threads);
-  });
-}
-
-std::size_t AlgorithmTable::spectrum_bytes(const SpectrumShape& shape) const {
-  return most(shape.words, [&](const Algorithm& algorithm, std::size_t words) {
-    return algorithm.spectrum_bytes({words, std::min(shape.shorter, words), shape.sum});
-  });
 }
 
 }  // namespace nmp

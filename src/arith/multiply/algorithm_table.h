@@ -60,16 +60,8 @@ class AlgorithmTable {
   /// Bytes of scratch with which products of at most n words can be formed: by the algorithm that
   /// n words get, shorter ones by it too where their own needs more.
   std::size_t scratch_bytes(std::uint64_t n, unsigned threads) const;
-  /// Bytes for any plan of transforms up to this shape, and for one spectrum of such a plan.
-  std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) const;
-  std::size_t spectrum_bytes(const SpectrumShape& shape) const;
 
  private:
-  /// The largest size(algorithm, words) of the entries that lengths up to n may use, `words` being
-  /// the longest that an entry gets.
-  template <typename Size>
-  std::size_t most(std::uint64_t n, const Size& size) const;
-
   struct Entry {
     std::uint64_t threshold;  ///< words
     const Algorithm* algorithm;
@@ -80,6 +72,10 @@ class AlgorithmTable {
 
 /// Bytes of scratch that `multiply` needs for al + bl <= n words.
 std::size_t multiply_scratch(const Context& context, std::size_t n);
+
+/// The same context, with shorter pieces for products of n words until they need no more than
+/// `scratch` bytes, or the pieces are as short as they get.
+Context with_pieces_within(const Context& context, std::size_t n, std::size_t scratch);
 
 /// Products of this many words and more are checked against the residues of their operands.
 inline constexpr std::size_t kCheckedProductWords = 512;

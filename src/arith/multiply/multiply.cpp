@@ -71,6 +71,13 @@ std::size_t multiply_scratch(const Context& context, std::size_t n) {
   return carved_bytes<Word>(most / 2 * 2) + context.products.scratch_bytes(most, threads);
 }
 
+Context with_pieces_within(const Context& context, std::size_t n, std::size_t scratch) {
+  Context shorter = context;
+  while (shorter.longest_product > kLeastPieceProduct && multiply_scratch(shorter, n) > scratch)
+    shorter.longest_product = std::min(shorter.longest_product, n) / 2;
+  return shorter;
+}
+
 void multiply(Context& context, Word* c, const Word* a, std::size_t al, const Word* b,
               std::size_t bl, AlignedBufferC scratch, std::optional<std::uint64_t> residue) {
   const Operand x{a, al}, y{b, bl};

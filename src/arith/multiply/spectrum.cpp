@@ -1,7 +1,5 @@
 #include "arith/multiply/spectrum.h"
 
-#include <algorithm>
-
 #include "arith/multiply/algorithm_table.h"
 #include "arith/word_ops.h"
 #include "foundation/progress.h"
@@ -13,27 +11,19 @@ namespace {
 /// A plan this long may take seconds; before it is used, the user may have asked to stop.
 constexpr std::size_t kPolledWords = std::size_t{1} << 16;
 
-/// The shape cut down to what the context lets transforms have.
-SpectrumShape within(const Context& context, SpectrumShape shape) {
-  shape.words = std::min(shape.words, context.longest_product);
-  shape.shorter = std::min(shape.shorter, shape.words);
-  return shape;
-}
-
 }  // namespace
 
-Spectra* make_spectra(Context& context, const SpectrumShape& shape, AlignedBufferC& memory) {
-  if (shape.words > context.longest_product) return nullptr;
+Spectra* make_spectra(Context& context, const SpectrumShape& shape, unsigned count,
+                      AlignedBufferC& memory) {
+  const SpectraNeed need = spectra_need(context, shape);
+  if (!need || need.bytes(count) > memory.bytes()) return nullptr;
   if (shape.words >= kPolledWords) throw_if_interrupted();
   return context.products.get_algorithm(shape.words).make_spectra(context, shape, memory);
 }
 
-std::size_t spectra_bytes(const Context& context, const SpectrumShape& shape) {
-  return context.products.spectra_bytes(within(context, shape), context.threads.threads());
-}
-
-std::size_t spectrum_bytes(const Context& context, const SpectrumShape& shape) {
-  return context.products.spectrum_bytes(within(context, shape));
+SpectraNeed spectra_need(const Context& context, const SpectrumShape& shape) {
+  if (shape.words > context.longest_product) return {};
+  return context.products.get_algorithm(shape.words).spectra_need(shape, context.threads.threads());
 }
 
 bool take_sign(Word* words, std::size_t n, int wrap_sign, Word above) {

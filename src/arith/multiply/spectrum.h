@@ -2,7 +2,7 @@
 // there, and only sums come back.
 //
 //     AlignedBufferC rest = scratch;
-//     if (Spectra* spectra = make_spectra(context, shape, rest)) {
+//     if (Spectra* spectra = make_spectra(context, shape, 4, rest)) {
 //       Spectrum a = spectra->carve(rest), b = ..., c = ..., d = ...;
 //       spectra->forward(a, a_words, al);  // b, c, d too
 //       spectra->multiply(a, {{{&a, &b}, {&c, &d}}});  // a*b + c*d, in the place of a
@@ -28,6 +28,17 @@ struct SpectrumShape {
   std::size_t words;    ///< wrap() will be at least this
   std::size_t shorter;  ///< words of the shorter operand of any product, at most
   unsigned sum = 1;     ///< products that are added or subtracted before they come back, at most
+};
+
+/// What a plan takes. All zero where there is none: where the algorithm has no transforms, or none
+/// so long, or where shape.words passes context.longest_product.
+struct SpectraNeed {
+  std::size_t plan = 0;      ///< bytes, without spectra
+  std::size_t spectrum = 0;  ///< bytes of each
+  std::size_t wrap = 0;      ///< words
+
+  explicit operator bool() const { return plan != 0; }
+  std::size_t bytes(unsigned spectra) const { return plan + spectra * spectrum; }
 };
 
 /// One number in transform space. Cheap to copy; the memory belongs to the caller. It fits only the
@@ -73,15 +84,13 @@ class Spectra {
 };
 
 /// A plan by the algorithm that the table names for products of shape.words; it takes its memory
-/// off `memory`. Null where that algorithm has no transforms or where shape.words passes
-/// context.longest_product: then nothing is taken. Throws BufferTooSmallException when `memory` is
-/// shorter than spectra_bytes.
-Spectra* make_spectra(Context& context, const SpectrumShape& shape, AlignedBufferC& memory);
+/// off `memory`. Null, and nothing taken, where there is no plan or `memory` is too short for it
+/// and `count` spectra.
+Spectra* make_spectra(Context& context, const SpectrumShape& shape, unsigned count,
+                      AlignedBufferC& memory);
 
-/// Bytes that a plan takes, and those of one spectrum: enough for this shape and for every shape
-/// that is no larger in any of its numbers.
-std::size_t spectra_bytes(const Context& context, const SpectrumShape& shape);
-std::size_t spectrum_bytes(const Context& context, const SpectrumShape& shape);
+/// That of exactly this shape: a smaller one may need more.
+SpectraNeed spectra_need(const Context& context, const SpectrumShape& shape);
 
 /// Reads words[0, n), a residue modulo 2^(32 n) - wrap_sign as `inverse` gives it (`above` is what
 /// it returned), as a signed number of less than half the modulus: leaves its magnitude and tells

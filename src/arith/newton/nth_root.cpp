@@ -16,7 +16,7 @@ constexpr std::uint32_t kMaxDegree = 0x7FFFFFFF;
 /// The last step of a root starts from a word more: there the degree counts squared.
 constexpr std::size_t root_start(std::size_t p) { return half_precision(p) + 1; }
 
-StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p); }
+StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p, 2); }
 
 void check_arguments(const char* function, const BigFloat& a, std::uint32_t degree) {
   if (degree < 2) throw InvalidParametersException(function, "The degree must be at least 2.");
@@ -123,7 +123,7 @@ void set_root(Context& context, BigFloat& r, const BigFloat& a, std::uint32_t de
   const BigFloat power = leading(a, p + kExtraPrecision);
   set_power(context, powers.first, powers.second, r, degree - 1, p, scratch);
   extend_below(r, power.exp - powers.first.exp);
-  StepProducts products(context, step_shape(h, p), scratch);
+  StepProducts products(context, step_shape(h, p, 3), scratch);
   products.keep(slope);
   BigFloat residual = products.residual(power, powers.first, r);
   cut_below(residual, power.mag() - static_cast<std::int64_t>(p + kExtraPrecision));
@@ -134,8 +134,8 @@ std::size_t root_scratch(const Context& context, std::size_t p) {
   p = std::max(p, kFirstPrecision);
   const std::size_t h = root_start(p);
   const std::size_t last =
-      Powers::bytes(p) +
-      std::max(BigFloat::mul_scratch(context, p), StepProducts::bytes(context, step_shape(h, p)));
+      Powers::bytes(p) + std::max(BigFloat::mul_scratch(context, p),
+                                  StepProducts::bytes(context, step_shape(h, p, 3)));
   const std::size_t root =
       carved_bytes<Word>(newton_result_words(h)) + std::max(inverse_bytes(context, h), last);
   return std::max({root, inverse_bytes(context, p), sqrt_scratch(context, p)});

@@ -21,7 +21,7 @@ void set_quotient(Context& context, BigFloat& q, const BigFloat& a, const BigFlo
 
   const BigFloat dividend = leading(a, p + kExtraPrecision);
   const BigFloat divisor = leading(b, p + kExtraPrecision);
-  StepProducts products(context, step_shape(h, p), scratch);
+  StepProducts products(context, step_shape(h, p, 3), scratch);
   products.keep(inverse);
   q.set_BigFloat(products.multiply(inverse, leading(a, h + kExtraPrecision)), h);
   extend_below(q, dividend.exp - divisor.exp);
@@ -34,7 +34,8 @@ std::size_t quotient_scratch(const Context& context, std::size_t p) {
   p = std::max(p, kFirstPrecision);
   const std::size_t h = half_precision(p);
   return carved_bytes<Word>(newton_result_words(h)) +
-         std::max(reciprocal_scratch(context, h), StepProducts::bytes(context, step_shape(h, p)));
+         std::max(reciprocal_scratch(context, h),
+                  StepProducts::bytes(context, step_shape(h, p, 3)));
 }
 
 }  // namespace nmp

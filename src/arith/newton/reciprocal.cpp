@@ -9,7 +9,7 @@ using namespace newton;
 
 namespace {
 
-StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p); }
+StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p, 2); }
 
 }  // namespace
 

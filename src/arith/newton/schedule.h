@@ -43,8 +43,9 @@ class Schedule {
 /// approximation and the residual, of which the words from one above -h to two below -p count) and
 /// p + kExtraPrecision words (what a residual compares): a residual is determined by
 /// p + 2 kExtraPrecision words, one for its sign and one for the bits that errors add up to.
-constexpr StepShape step_shape(std::size_t h, std::size_t p) {
-  return {std::max(p, 2 * h) + 8, h + 6, p + h + 8};
+/// `spectra` as in StepShape.
+constexpr StepShape step_shape(std::size_t h, std::size_t p, unsigned spectra) {
+  return {std::max(p, 2 * h) + 8, h + 6, p + h + 8, spectra};
 }
 
 /// 1 as a number, in a word of its own.

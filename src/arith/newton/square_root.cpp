@@ -11,12 +11,12 @@ using namespace newton;
 
 namespace {
 
-StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p); }
+StepShape shape_of(std::size_t p) { return step_shape(half_precision(p), p, 2); }
 
 /// a - g^2 for a g of h good words: the words from one above -h on, relative to a, are unknown.
 StepShape square_shape(std::size_t p) {
   const std::size_t h = half_precision(p);
-  return {h + 10, h + 10, 2 * h + 12};
+  return {h + 10, h + 10, 2 * h + 12, 2};
 }
 std::size_t residual_words(std::size_t p) { return half_precision(p) + 8; }
 

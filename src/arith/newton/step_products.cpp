@@ -15,16 +15,12 @@ namespace {
 
 SpectrumShape spectrum_shape(const StepShape& shape) { return {shape.words, shape.shorter, 1}; }
 
-/// Whether make_spectra has a plan for this shape.
-bool has_plan(const Context& context, const SpectrumShape& shape) {
-  if (shape.words > context.longest_product) return false;
-  return context.products.get_algorithm(shape.words)
-             .spectra_bytes(shape, context.threads.threads()) != 0;
-}
-
 /// Words of the buffers where products are plain: only what follows a residual needs the second.
 std::size_t first_words(const StepShape& shape) { return std::max(shape.longest, shape.words) + 1; }
 std::size_t second_words(const StepShape& shape) { return shape.words + 1; }
+
+/// Words of the place of what comes back from transform space.
+std::size_t words_back(std::size_t wrap) { return wrap + 1; }
 
 /// A spectrum's memory, seen as words.
 BigFloat float_in(const Spectrum& spectrum, std::size_t bytes) {
@@ -75,13 +71,19 @@ void require(bool matches) {
 
 StepProducts::StepProducts(Context& context, const StepShape& shape, AlignedBufferC memory)
     : context_(context) {
-  const SpectrumShape spectra = spectrum_shape(shape);
-  if (has_plan(context, spectra)) plan_ = make_spectra(context, spectra, memory);
+  if (memory.bytes() < bytes(context, shape))
+    throw BufferTooSmallException("StepProducts", memory.bytes(), bytes(context, shape));
+  plan_ = make_spectra(context, spectrum_shape(shape), shape.spectra, memory);
   if (plan_ != nullptr) {
     kept_spectrum_ = plan_->carve(memory);
     second_ = plan_->carve(memory);
-    third_ = plan_->carve(memory);
-    work_ = {float_in(third_, plan_->bytes()), float_in(second_, plan_->bytes())};
+    work_[1] = float_in(second_, plan_->bytes());
+    if (shape.spectra == 2) {
+      work_[0] = carve_float(memory, words_back(plan_->wrap()));
+    } else {
+      third_ = plan_->carve(memory);
+      work_[0] = float_in(third_, plan_->bytes());
+    }
   } else {
     work_[0] = carve_float(memory, first_words(shape));
     work_[1] = carve_float(memory, second_words(shape));
@@ -90,9 +92,9 @@ StepProducts::StepProducts(Context& context, const StepShape& shape, AlignedBuff
 }
 
 std::size_t StepProducts::bytes(const Context& context, const StepShape& shape) {
-  const SpectrumShape spectra = spectrum_shape(shape);
-  if (has_plan(context, spectra))
-    return spectra_bytes(context, spectra) + 3 * spectrum_bytes(context, spectra);
+  if (const SpectraNeed need = spectra_need(context, spectrum_shape(shape)))
+    return need.bytes(shape.spectra) +
+           (shape.spectra == 2 ? carved_bytes<Word>(words_back(need.wrap)) : 0);
   return carved_bytes<Word>(first_words(shape)) + carved_bytes<Word>(second_words(shape)) +
          multiply_scratch(context, shape.longest);
 }
@@ -182,6 +184,8 @@ StepProducts::Residue StepProducts::wrapped_product(const BigFloat& y, const Big
 
 Spectrum* StepProducts::transformed(const BigFloat& x, Spectrum& free) {
   if (is_kept(x)) return &kept_spectrum_;
+  if (free.data == nullptr)
+    throw InvalidParametersException("StepProducts", "Neither factor is kept.");
   plan_->forward(free, x.T, x.L);
   return &free;
 }

@@ -9,8 +9,9 @@
 // Checks  Every transformed product is checked modulo 2^61 - 1: y z is the product of the factors'
 //         residues, and a residual r must satisfy y z + r = c. That also finds a residual which
 //         was too long for its w words. AlgorithmFailedException where it fails.
-// Memory  In transform space: the plan and three spectra, of which the third one's memory holds the
-//         words that come back, and the second one's, after a product, what the caller wants.
+// Memory  In transform space: the plan and two or three spectra. What comes back lies in the third
+//         one's memory or in a place of its own, and the second one's holds, after a product, what
+//         the caller wants.
 //         Otherwise a product, another one of shape.words words and the dispatcher's scratch.
 #pragma once
 
@@ -30,6 +31,7 @@ struct StepShape {
   std::size_t words;    ///< of a whole product from `multiply` and of a residual, one bit to spare
   std::size_t shorter;  ///< of the shorter factor of any product
   std::size_t longest;  ///< of both factors of any product
+  unsigned spectra;     ///< 2 where each product is a square or has the kept factor, else 3
 };
 
 class StepProducts {

@@ -195,12 +195,8 @@ Spectra* FloatingPointFft::make_spectra(Context& context, const SpectrumShape& s
   return inner ? fft::make_spectra(context, *inner, shape, memory) : nullptr;
 }
 
-std::size_t FloatingPointFft::spectra_bytes(const SpectrumShape& shape, unsigned threads) const {
-  return loops() ? fft::spectra_bytes(shape, threads) : 0;
-}
-
-std::size_t FloatingPointFft::spectrum_bytes(const SpectrumShape& shape) const {
-  return loops() ? fft::spectrum_bytes(shape) : 0;
+SpectraNeed FloatingPointFft::spectra_need(const SpectrumShape& shape, unsigned threads) const {
+  return loops() ? fft::spectra_need(shape, threads) : SpectraNeed{};
 }
 
 const Algorithm& floating_point_fft() {

@@ -23,8 +23,7 @@ class FloatingPointFft final : public Algorithm {
                 std::size_t bl, AlignedBufferC scratch) const override;
   Spectra* make_spectra(Context& context, const SpectrumShape& shape,
                         AlignedBufferC& memory) const override;
-  std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) const override;
-  std::size_t spectrum_bytes(const SpectrumShape& shape) const override;
+  SpectraNeed spectra_need(const SpectrumShape& shape, unsigned threads) const override;
 
  private:
   /// Null where doubles are not rounded as the proof wants: products go to the integer NTT.

@@ -11,12 +11,6 @@ namespace {
 
 double* plane(const Spectrum& s) { return reinterpret_cast<double*>(s.data); }
 
-/// Words that a plan of this shape and length may have: the bits of a digit are rounded up.
-std::size_t most_words(std::size_t words, const Length& length) {
-  const std::size_t points = static_cast<std::size_t>(length.points);
-  return std::max(words, points / 16 * kMinBits) + points / 16;
-}
-
 /// What a plan takes from its memory besides the transform's buffers.
 struct Parts {
   Parts(std::size_t words, unsigned sum, Carver& memory);
@@ -91,25 +85,20 @@ Spectra* make_spectra(Context& context, const Kernels& kernels, const SpectrumSh
   const Plan plan = plan_wrapped(shape.words, shape.shorter, shape.sum);
   if (!plan.length || !addressable(*plan.length)) return nullptr;
   Carver carver(memory);
-  const Parts parts(most_words(shape.words, *plan.length), shape.sum, carver);
+  const Parts parts(plan.words(), shape.sum, carver);
   Spectra* const made = new (parts.object) FftSpectra(context, kernels, plan, parts, carver);
   memory = carver.rest();
   return made;
 }
 
-std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) {
+SpectraNeed spectra_need(const SpectrumShape& shape, unsigned threads) {
   const Plan plan = plan_wrapped(shape.words, shape.shorter, shape.sum);
-  if (!plan.length || !addressable(*plan.length)) return 0;
+  if (!plan.length || !addressable(*plan.length)) return {};
+  const Shape layout(*plan.length);
   Carver sum;
-  Parts(most_words(shape.words, *plan.length), shape.sum, sum);
-  return sum.bytes() +
-         most_up_to(*plan.length).slot * Transform::slots_for(Shape(*plan.length), threads);
-}
-
-std::size_t spectrum_bytes(const SpectrumShape& shape) {
-  const Plan plan = plan_wrapped(shape.words, shape.shorter, shape.sum);
-  if (!plan.length || !addressable(*plan.length)) return 0;
-  return most_up_to(*plan.length).plane;
+  Parts(plan.words(), shape.sum, sum);
+  return {sum.bytes() + Transform::need(layout, Transform::slots_for(layout, threads)),
+          carved_bytes<double>(layout.plane_doubles()), plan.words()};
 }
 
 }  // namespace nmp::fft

@@ -13,7 +13,6 @@ namespace nmp::fft {
 /// Null where no transform is long enough.
 Spectra* make_spectra(Context& context, const Kernels& kernels, const SpectrumShape& shape,
                       AlignedBufferC& memory);
-std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads);
-std::size_t spectrum_bytes(const SpectrumShape& shape);
+SpectraNeed spectra_need(const SpectrumShape& shape, unsigned threads);
 
 }  // namespace nmp::fft

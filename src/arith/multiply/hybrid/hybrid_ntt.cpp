@@ -204,12 +204,8 @@ Spectra* HybridNtt::make_spectra(Context& context, const SpectrumShape& shape,
   return inner ? hybrid::make_spectra(context, *inner, shape, memory) : nullptr;
 }
 
-std::size_t HybridNtt::spectra_bytes(const SpectrumShape& shape, unsigned threads) const {
-  return loops() ? hybrid::spectra_bytes(shape, threads) : 0;
-}
-
-std::size_t HybridNtt::spectrum_bytes(const SpectrumShape& shape) const {
-  return loops() ? hybrid::spectrum_bytes(shape) : 0;
+SpectraNeed HybridNtt::spectra_need(const SpectrumShape& shape, unsigned threads) const {
+  return loops() ? hybrid::spectra_need(shape, threads) : SpectraNeed{};
 }
 
 const Algorithm& hybrid_ntt() {

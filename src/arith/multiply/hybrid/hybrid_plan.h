@@ -39,6 +39,10 @@ struct Plan {
   std::size_t strips() const { return single_row() ? 1 : cols() / width; }
   /// Where digit number `digit`, a multiple of four, begins.
   std::size_t word_of(std::size_t digit) const { return digit / 4 * kFormats[format].bytes; }
+  /// Whether all planes of a product can be.
+  bool addressable() const {
+    return std::uint64_t{odd} << (log_rows + log_cols) <= static_cast<std::size_t>(-1) / 128;
+  }
   /// What the transform wraps around at.
   std::size_t words() const { return word_of(points()); }
 

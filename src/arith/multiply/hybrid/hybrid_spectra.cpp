@@ -113,29 +113,27 @@ Plan plan_for(const SpectrumShape& shape) {
 
 unsigned slots(unsigned threads) { return std::clamp(threads, 1u, Transform::kMaxSlots); }
 
-}  // namespace
-
-std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads) {
-  static const Bounds one([](const Plan& plan) { return Transform::need(plan, 1); });
-  static const Bounds sums([](const Plan& plan) { return Transform::need(plan, 2); });
-  const std::size_t transform =
-      (shape.sum > 1 ? sums : one)
-          .bytes(shape.words, std::min(shape.shorter, shape.words), shape.sum, slots(threads));
-  Carver rest;
-  rest.take<HybridSpectra>(1);
-  take_terms(shape, rest);
-  return transform > static_cast<std::size_t>(-1) - rest.bytes() ? transform
-                                                                 : transform + rest.bytes();
+bool has_format(const SpectrumShape& shape) {
+  return first_format(std::min(shape.shorter, shape.words), shape.sum) < kFormatCount;
 }
 
-std::size_t spectrum_bytes(const SpectrumShape& shape) {
-  static const Bounds bounds([](const Plan& plan) { return Need{block_bytes(plan), 0}; });
-  return bounds.bytes(shape.words, std::min(shape.shorter, shape.words), shape.sum, 0);
+}  // namespace
+
+SpectraNeed spectra_need(const SpectrumShape& shape, unsigned threads) {
+  if (!has_format(shape)) return {};
+  const Plan plan = plan_for(shape);
+  if (!plan.addressable()) return {};
+  Carver own;
+  own.take<HybridSpectra>(1);
+  take_terms(shape, own);
+  const Need transform = Transform::need(plan, shape.sum);
+  return {own.bytes() + transform.base + transform.slot * slots(threads), block_bytes(plan),
+          plan.words()};
 }
 
 Spectra* make_spectra(Context& context, const Kernels& kernels, const SpectrumShape& shape,
                       AlignedBufferC& memory) {
-  if (first_format(std::min(shape.shorter, shape.words), shape.sum) == kFormatCount) return nullptr;
+  if (!has_format(shape)) return nullptr;
   const Plan plan = plan_for(shape);
   Carver carver(memory);
   auto* const place = carver.take<HybridSpectra>(1);

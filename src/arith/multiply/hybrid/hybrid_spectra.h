@@ -16,7 +16,6 @@ namespace nmp::hybrid {
 /// Null where no transform is long enough: nothing is taken then.
 Spectra* make_spectra(Context& context, const Kernels& kernels, const SpectrumShape& shape,
                       AlignedBufferC& memory);
-std::size_t spectra_bytes(const SpectrumShape& shape, unsigned threads);
-std::size_t spectrum_bytes(const SpectrumShape& shape);
+SpectraNeed spectra_need(const SpectrumShape& shape, unsigned threads);
 
 }  // namespace nmp::hybrid
