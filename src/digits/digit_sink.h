@@ -32,6 +32,8 @@ class DigitReader {
   /// Throws where a range is known to be not there as a whole, with all that is missing of it. What
   /// passes may still turn out to be damaged.
   virtual void require(std::uint64_t offset, std::uint64_t count) = 0;
+  /// Throws where a file goes on behind its digits, which no other operation minds.
+  virtual void require_end() {}
   /// digits[0, count) = the digits from `offset` on. A range past the end is "Out of range.".
   virtual void load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) = 0;
   /// Appends the digits of a range to `counts`.

@@ -93,6 +93,13 @@ void BasicNcdFileReader::read_words(std::uint64_t* words, std::uint64_t first, s
     throw FileException(kReadWords, path(), 0, "Read error.");
 }
 
+void BasicNcdFileReader::require_end() {
+  const std::uint64_t words = (range_.size() - 1) / digits_per_word_ + 1;
+  if (file_.size() > data_offset_ + words * 8)
+    throw FileException("BasicNcdFileReader::require_end()", path(), 0,
+                        "The file is longer than its digits.");
+}
+
 void BasicNcdFileReader::fail_digit() const {
   throw FileException(kReadWords, path(), 0, "Invalid Digit");
 }

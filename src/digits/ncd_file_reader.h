@@ -43,6 +43,8 @@ class BasicNcdFileReader {
   /// words[0, count) = the file's words from `first` on. FileException "Read error." where the file
   /// is too short.
   void read_words(std::uint64_t* words, std::uint64_t first, std::size_t count);
+  /// FileException "The file is longer than its digits." where it is.
+  void require_end();
 
   /// digits[0, range.size()) = the digits of a range, counted from the point. FileException as
   /// above, and "Invalid Digit" for a word that is no number of its digits.

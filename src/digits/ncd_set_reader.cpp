@@ -199,6 +199,11 @@ BasicNcdSetReader::File BasicNcdSetReader::file(const char* function, std::uint6
   return found;
 }
 
+void BasicNcdSetReader::require_end() {
+  for (const auto& [file_id, range] : make_commands(0, total_digits()))
+    file("BasicNcdSetReader::require_end()", file_id)->require_end();
+}
+
 void BasicNcdSetReader::load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) {
   for (const auto& [file_id, range] : make_commands(offset, count))
     file(kLoadFile, file_id)->load_digits(digits + (range.first - offset), range);

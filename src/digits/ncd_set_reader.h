@@ -51,6 +51,7 @@ class BasicNcdSetReader final : public DigitReader {
   /// FileException "This digit stream does not have enough digits.", "Missing required files."
   /// after a list of them on the console, and what BasicNcdFileReader throws.
   void require(std::uint64_t offset, std::uint64_t count) override { make_commands(offset, count); }
+  void require_end() override;
   void load_digits(std::uint8_t* digits, std::uint64_t offset, std::size_t count) override;
   void load_stats(DigitCounts& counts, std::uint64_t offset, std::uint64_t count) override;
 

@@ -53,6 +53,7 @@ void show_difference(const DigitCounts& written, const DigitCounts& read) {
 void compare(parallel::Context& context, DigitReader& reader, const HashedDigits& written,
              Progress* progress) {
   check_first_digits(reader);
+  reader.require_end();
   const DigitCounts read = read_all(context, reader, progress);
   if (read == written.counts()) return;
   show_difference(written.counts(), read);

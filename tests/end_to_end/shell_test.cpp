@@ -48,7 +48,7 @@ TEST(Shell, RunsOneMenuChoice) {
       {"0\n", "Benchmark Pi is not part of this version yet."},
       {"1\n", "The Component Stress Tester is not part of this version yet."},
       {"2\n", "The I/O Performance Analysis is not part of this version yet."},
-      {"3\n0\n", "Custom Compute a Constant\n"},
+      {"3\n", "Custom Compute a Constant\n"},
       {"4\n", "numforge BBP Pi Digit Extractor v"},
       {"5\n", "Enter the path of the file (include .txt or .ncd extensions):"},
       {"6\n", "The Advanced Options are not part of this version yet."},
