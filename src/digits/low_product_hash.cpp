@@ -28,14 +28,6 @@ std::size_t wrapped_bytes(const Context& context, std::size_t al, std::size_t bl
   return spectra_need(context, shape_for(al, bl)).bytes(2);
 }
 
-/// For a product in full where transforms are expected: formed from pieces, in no more memory.
-Context context_of_whole(const Context& context, std::size_t al, std::size_t bl) {
-  const std::size_t bytes = wrapped_bytes(context, al, bl);
-  if (bytes == 0) return context;
-  const std::size_t product = carved_bytes<Word>(al + bl);
-  return with_pieces_within(context, al + bl, bytes - std::min(bytes, product));
-}
-
 std::uint64_t divide_by_power_of_2(std::uint64_t hash, std::uint64_t bits) {
   return hash61::multiply(hash, hash61::fold(std::uint64_t{1} << (61 - bits % 61)));
 }
@@ -84,17 +76,20 @@ std::optional<std::uint64_t> by_wrapping(Context& context, const Word* a, std::s
 }  // namespace
 
 std::size_t low_product_scratch(const Context& context, std::size_t al, std::size_t bl) {
-  const Context whole = context_of_whole(context, al, bl);
-  return std::max(carved_bytes<Word>(al + bl) + multiply_scratch(whole, al + bl),
-                  wrapped_bytes(context, al, bl));
+  const std::size_t wrapped = wrapped_bytes(context, al, bl);
+  const std::size_t product = carved_bytes<Word>(al + bl);
+  if (wrapped == 0) return product + multiply_scratch(context, al + bl);
+  // A product in full is the exception then, and formed from pieces in no more memory.
+  const Context whole = with_pieces_within(context, al + bl, wrapped - std::min(wrapped, product));
+  return std::max(wrapped, product + multiply_scratch(whole, al + bl));
 }
 
 std::uint64_t low_product_hash(Context& context, const Word* a, std::size_t al, const Word* b,
                                std::size_t bl, std::uint64_t bits, AlignedBufferC scratch) {
   if (wrapped_bytes(context, al, bl) != 0)
     if (const auto hash = by_wrapping(context, a, al, b, bl, bits, scratch)) return *hash;
-  Context whole = context_of_whole(context, al, bl);
   Word* product = scratch.carve<Word>(al + bl);
+  Context whole = with_pieces_within(context, al + bl, scratch.bytes());
   multiply(whole, product, a, al, b, bl, scratch);
   const unsigned top_bits = bits % kWordBits;
   if (top_bits != 0) product[al - 1] &= (Word{1} << top_bits) - 1;

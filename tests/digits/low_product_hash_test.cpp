@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include "arith/hash61.h"
+#include "arith/multiply/fft/fft.h"
+#include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "digits/word_spectra.h"
 #include "support/random.h"
+#include "support/threads.h"
 
 namespace nmp {
 namespace {
@@ -39,6 +42,24 @@ TEST_F(LowProductHash, IsThatOfTheWholeProduct) {
     const std::uint64_t bits = (a.size() - 1) * std::uint64_t{kWordBits} + 1 + rng_.below(32);
     ASSERT_EQ(by_wrapping(with.context, a, b, bits), by_schoolbook(a, b, bits))
         << a.size() << " x " << b.size() << " words, " << bits << " bits";
+  }
+}
+
+// A number with zeros at its end needs a shorter product, of which the transforms may need more.
+TEST_F(LowProductHash, FitsIntoTheMemoryOfALongerOne) {
+  AlgorithmTable table;
+  table.add(20000, &floating_point_fft());
+  table.add(1 << 20, &hybrid_ntt());
+  test::Threads threads(1);
+  Context context{threads, table};
+  for (std::size_t i = 0; i < test::reps(40); ++i) {
+    const Words a = rng_.words(20000 + rng_.below(1000)), b = rng_.words(17000);
+    test::FencedScratch scratch(low_product_scratch(context, a.size(), b.size()));
+    const Words end(a.begin() + static_cast<std::ptrdiff_t>(1000 + rng_.below(5000)), a.end());
+    const std::uint64_t bits = end.size() * std::uint64_t{kWordBits} - rng_.below(32);
+    ASSERT_EQ(low_product_hash(context, end.data(), end.size(), b.data(), b.size(), bits,
+                               scratch.buffer()),
+              by_wrapping(context, end, b, bits));
   }
 }
 

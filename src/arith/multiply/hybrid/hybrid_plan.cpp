@@ -27,8 +27,6 @@ constexpr std::size_t kStripDoubles = std::size_t{1} << 16;
 constexpr std::size_t kMinWidth = 16, kMaxWidth = 64;
 /// Doubles by which rows are longer than a power of two.
 constexpr std::size_t kRowPadding = 8;
-/// Points whose planes can be addressed.
-constexpr std::uint64_t kAddressable = static_cast<std::size_t>(-1) / 128;
 
 std::array<std::uint64_t, kLengths> make_lengths() {
   std::array<std::uint64_t, kLengths> lengths;
@@ -203,7 +201,7 @@ Bounds::Bounds(Need (*of_plan)(const Plan&)) : need_(kFormatCount * Candidates::
     for (unsigned i = 0; i < Candidates::kCount; ++i, ++at) {
       const Candidate* const best = candidates().best(f, i);
       Need& need = need_[at];
-      if (best && best->points <= kAddressable)
+      if (best && best->points <= kAddressablePoints)
         need = of_plan(Plan::of_length(best->format, best->points));
       const auto cover = [&](const Need& smaller) {
         need.base = std::max(need.base, smaller.base);
@@ -219,7 +217,7 @@ std::size_t Bounds::bytes(std::uint64_t words, std::uint64_t shorter, std::uint6
   const unsigned f = first_format(shorter, sum), i = candidates().first(words);
   const bool known = f < kFormatCount && i < Candidates::kCount;
   const Candidate* const best = known ? candidates().best(f, i) : nullptr;
-  if (!best || best->points > kAddressable)
+  if (!best || best->points > kAddressablePoints)
     return std::numeric_limits<std::size_t>::max() / kBufferAlignment * kBufferAlignment;
   const Need& need = need_[f * Candidates::kCount + i];
   return need.base + need.slot * threads;

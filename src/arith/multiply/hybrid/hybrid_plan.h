@@ -17,6 +17,9 @@
 
 namespace nmp::hybrid {
 
+/// The most points of which the planes of a product can be addressed.
+inline constexpr std::uint64_t kAddressablePoints = static_cast<std::size_t>(-1) / 128;
+
 struct Plan {
   unsigned format;     ///< of digits, in kFormats
   unsigned primes;     ///< those of the format
@@ -39,9 +42,8 @@ struct Plan {
   std::size_t strips() const { return single_row() ? 1 : cols() / width; }
   /// Where digit number `digit`, a multiple of four, begins.
   std::size_t word_of(std::size_t digit) const { return digit / 4 * kFormats[format].bytes; }
-  /// Whether all planes of a product can be.
   bool addressable() const {
-    return std::uint64_t{odd} << (log_rows + log_cols) <= static_cast<std::size_t>(-1) / 128;
+    return std::uint64_t{odd} << (log_rows + log_cols) <= kAddressablePoints;
   }
   /// What the transform wraps around at.
   std::size_t words() const { return word_of(points()); }

@@ -82,13 +82,13 @@ class Splitter {
   /// The plane, as blocks of m points.
   void forward(std::size_t m) const {
     if (is_one_task(m)) return blocks(m, [this](auto... block) { forward_block(block...); });
-    columns(m, [this](auto... columns) { forward_columns(columns...); });
+    columns(m, [this](auto... columns) { pass(false, columns...); });
     forward(m / radix(m));
   }
   void inverse(std::size_t m) const {
     if (is_one_task(m)) return blocks(m, [this](auto... block) { inverse_block(block...); });
     inverse(m / radix(m));
-    columns(m, [this](auto... columns) { inverse_columns(columns...); });
+    columns(m, [this](auto... columns) { pass(true, columns...); });
   }
 
  private:
@@ -127,7 +127,7 @@ class Splitter {
       return forward_leaf(field_, x, m);
     }
     const std::size_t parts = radix(m), part = m / parts;
-    forward_columns(x, m, e, 0, part);
+    pass(false, x, m, e, 0, part);
     for (std::size_t i = 0; i < parts; ++i) forward_block(x + i * part, part, child(e, parts, i));
   }
   void inverse_block(std::uint64_t* x, std::size_t m, std::uint64_t e) const {
@@ -138,22 +138,20 @@ class Splitter {
     }
     const std::size_t parts = radix(m), part = m / parts;
     for (std::size_t i = 0; i < parts; ++i) inverse_block(x + i * part, part, child(e, parts, i));
-    inverse_columns(x, m, e, 0, part);
+    pass(true, x, m, e, 0, part);
   }
 
-  void forward_columns(std::uint64_t* x, std::size_t m, std::uint64_t e, std::size_t first,
-                       std::size_t last) const {
+  void pass(bool inverse, std::uint64_t* x, std::size_t m, std::uint64_t e, std::size_t first,
+            std::size_t last) const {
+    const std::size_t part = m / radix(m), count = last - first;
     x += first;
-    if (radix(m) == 3) return forward_radix3(field_, x, m / 3, last - first, radix3(e / 3, false));
-    if (radix(m) == 5) return forward_radix5(field_, x, m / 5, last - first, radix5(e / 5, false));
-    forward_radix4(field_.modulus(), x, m / 4, last - first, radix4(e, false));
-  }
-  void inverse_columns(std::uint64_t* x, std::size_t m, std::uint64_t e, std::size_t first,
-                       std::size_t last) const {
-    x += first;
-    if (radix(m) == 3) return inverse_radix3(field_, x, m / 3, last - first, radix3(e / 3, true));
-    if (radix(m) == 5) return inverse_radix5(field_, x, m / 5, last - first, radix5(e / 5, true));
-    inverse_radix4(field_.modulus(), x, m / 4, last - first, radix4(e, true));
+    if (radix(m) == 3)
+      (inverse ? inverse_radix3 : forward_radix3)(field_, x, part, count, radix3(e / 3, inverse));
+    else if (radix(m) == 5)
+      (inverse ? inverse_radix5 : forward_radix5)(field_, x, part, count, radix5(e / 5, inverse));
+    else
+      (inverse ? inverse_radix4 : forward_radix4)(field_.modulus(), x, part, count,
+                                                  radix4(e, inverse));
   }
 
   std::uint64_t root(std::uint64_t e) const { return field_.modulus().power(root_, e % n_); }
