@@ -284,6 +284,8 @@ void Run::write_digits(nmp::FloatWriterB& writer, unsigned radix, RadixReport& r
   const auto reader = set.close_and_get_basic_reader();
   open_set_.clear();
   files_.push_back(report.file);
+  if (const std::uint64_t more = report.files() - 1; more > 0)
+    files_.back() += " and " + nmp::with_commas(more) + " more of its set";
   if (!verify) return;
   status.stage("Output Check");
   nmp::read_check(*framework_, *reader, record, &status);

@@ -33,12 +33,10 @@ void add_radix(std::vector<std::string>& lines, const RadixReport& radix) {
   if (!radix.bbp_check.empty()) lines.push_back(row("BBP Check:", radix.bbp_check));
   if (radix.file.empty()) return;
   lines.push_back(row("File:", radix.file));
-  if (radix.digits_per_file != 0) {
-    const std::uint64_t files = (radix.digits - 1) / radix.digits_per_file + 1;
-    lines.push_back(row("Compressed Files:", nmp::with_commas(files) + "  (" +
+  if (radix.digits_per_file != 0)
+    lines.push_back(row("Compressed Files:", nmp::with_commas(radix.files()) + "  (" +
                                                  nmp::with_commas(radix.digits_per_file) +
                                                  " digits per file)"));
-  }
   lines.push_back(row("Read back:", radix.verified ? "verified" : "not verified"));
 }
 

@@ -19,6 +19,9 @@ struct RadixReport {
   std::uint64_t digits_per_file = 0;  ///< 0: a text file
   bool verified = false;              ///< the file was read back and compared
   std::string bbp_check;  ///< outcome of the comparison with the digit extractor, if any
+
+  /// Of a compressed set.
+  std::uint64_t files() const { return (digits - 1) / digits_per_file + 1; }
 };
 
 struct JobReport {
