@@ -16,8 +16,6 @@ namespace {
 
 using test::Digits;
 
-constexpr std::uint64_t kPrime = 2305843009213693951;
-
 std::vector<std::uint64_t> packed_plainly(const Digits& digits, unsigned radix) {
   const unsigned in_word = radix == 10 ? 19 : 16;
   std::vector<std::uint64_t> words(digits.size() / in_word);
@@ -102,17 +100,6 @@ TEST_F(DigitWords, HaveTheStatisticsOfTheirDigits) {
     ASSERT_FALSE(append_words(counts, words.data(), words.size()));
     ASSERT_EQ(counts, expected);
   }
-}
-
-TEST(DigitWordLayout, IsTheOneOfTheFormat) {
-  const Digits nines(19, 9);
-  std::uint64_t word = 0;
-  ASSERT_TRUE(pack_digits(nines.data(), 1, 10, &word));
-  EXPECT_EQ(word, 0x8AC7230489E7FFFFu);
-  EXPECT_EQ(hash_words(&word, 1, 10), 0x8AC7230489E7FFFFu % kPrime);
-  const Digits nibbles = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
-  ASSERT_TRUE(pack_digits(nibbles.data(), 1, 16, &word));
-  EXPECT_EQ(word, 0x0123456789ABCDEFu);
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ struct Output {
   LastDigits last;
 };
 
-class FloatWriter : public ::testing::Test {
+class FloatWriter : public test::ArithmeticTest {
  protected:
   /// A number with words to spare for `digits`, its top word at position `mag` - 1.
   OwnedFloat random_number(std::uint64_t digits, int mag) {
@@ -86,11 +86,6 @@ class FloatWriter : public ::testing::Test {
     return test::on_console(
         "", [&] { test::expect_fault<AlgorithmFailedException>(function, text, body); });
   }
-
-  test::Arithmetic arithmetic_;
-  Context& context_ = arithmetic_.context;
-  test::Rng rng_ = test::Rng::from_environment();
-  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
 
 TEST_F(FloatWriter, GivesTheDigitsOfRandomNumbers) {

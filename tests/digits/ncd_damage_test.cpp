@@ -15,6 +15,7 @@ namespace nmp {
 namespace {
 
 using test::Digits;
+using test::fields_of;
 using test::NcdFields;
 
 class NcdDamage : public test::RandomTest {
@@ -24,25 +25,13 @@ class NcdDamage : public test::RandomTest {
   const std::string path_ = folder_ / "Pi0.ncd";
 };
 
-NcdFields fields_of(std::uint64_t total, std::uint64_t blocksize, std::uint64_t id) {
-  NcdFields fields;
-  fields.total = std::to_string(total);
-  fields.blocksize = std::to_string(blocksize);
-  fields.id = std::to_string(id);
-  return fields;
-}
-
 TEST_F(NcdDamage, OfHeadersHasAMessageForEachKind) {
   using Change = std::function<void(NcdFields&)>;
   const std::string later =
       "This .ncd file is of a later format version.\n"
       "This version of the digit viewer is unable to view this file.";
   const auto numbers = [](std::uint64_t total, std::uint64_t blocksize, std::uint64_t id) {
-    return [=](NcdFields& f) {
-      f.total = std::to_string(total);
-      f.blocksize = std::to_string(blocksize);
-      f.id = std::to_string(id);
-    };
+    return [=](NcdFields& f) { f = fields_of(total, blocksize, id); };
   };
   const auto read = [&](const std::string& bytes) -> std::string {
     test::put_file(path_, bytes);
