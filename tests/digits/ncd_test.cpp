@@ -187,19 +187,17 @@ TEST_F(Ncd, RefusesParametersThatNoReaderTakes) {
   refused_set("Invalid Parameters", 10, 100, 100, "3. 14");
   refused_set("Single-file is incompatible with unbounded output.", 10, kSingleFile, 0, "3.");
 
-  const auto refused_file = [&](const char* function, const std::string& message,
+  const auto refused_file = [&](const std::string& function, const std::string& message,
                                 std::uint8_t radix, std::uint64_t each, std::uint64_t total,
                                 std::uint64_t id) {
-    expect_fault<InvalidParametersException>(function, message, [&] {
+    expect_fault<InvalidParametersException>("BasicNcdFileWriter::" + function, message, [&] {
       BasicNcdFileWriter(folder_ / "x", "3.", radix, each, total, id);
     });
   };
-  const char* constructor = "BasicNcdFileWriter::BasicNcdFileWriter()";
-  const char* range = "BasicNcdFileWriter::get_range()";
-  refused_file(constructor, "Unsupported Radix", 2, 100, 100, 0);
-  refused_file(range, "File ID is out of range.", 10, 100, 1000, 10);
-  refused_file(range, "File ID is out of range.", 10, std::uint64_t{1} << 60, 0, 16);
-  refused_file(range, "Invalid Range - Failed: s < e", 10, std::uint64_t{1} << 60, 0, 15);
+  refused_file("BasicNcdFileWriter()", "Unsupported Radix", 2, 100, 100, 0);
+  refused_file("get_range()", "File ID is out of range.", 10, 100, 1000, 10);
+  refused_file("get_range()", "File ID is out of range.", 10, 1ull << 60, 0, 16);
+  refused_file("get_range()", "Invalid Range - Failed: s < e", 10, 1ull << 60, 0, 15);
 
   BasicNcdSetWriter bounded(folder_.path(), "Pi", 10, 100, 250, "3.");
   BasicNcdSetWriter unbounded(folder_.path(), "Pi", 10, 100, 0, "3.");

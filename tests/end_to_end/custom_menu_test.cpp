@@ -185,7 +185,6 @@ TEST(Config, SaysWhatIsWrongWithAFile) {
       {settings(pi + "\n\n Mode : 1"), {cannot, "line 3"}},
       {settings(pi + "Mode : \"swap\""), {cannot, "Swap Mode cannot run"}},
       {settings(pi + "Output : {Path : \"/proc/nowhere\"}"), {cannot, "Path is not writable."}},
-      {settings(pi + "Parallelism : {Framework : {Framework : \"loom\"}}"), {cannot, "loom"}},
       {settings(pi + "ComputeSize : {DecimalDigits : 0}"), {cannot, "at least 1"}}};
   for (const auto& [text, messages] : files) {
     put_file(folder / "bad.cfg", text);

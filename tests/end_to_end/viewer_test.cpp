@@ -168,7 +168,6 @@ TEST_F(Viewer, FailsInPlainWords) {
       {"Pi - Dec - Test.txt", "extract:1-9", "A value is missing"},
       {"Pi - Dec - Test.txt", "extract:1-9:/nowhere/at/all.txt", "No such file or directory"},
       {"Pi - Dec - Test.txt", "radix:8", "Invalid Radix\n"},
-      {"Pi - Dec - Test.txt", "-PF:none:2", "takes no number of threads"},
       {"Pi - Dec - Test.txt", "nosuch:1", "Invalid Parameter: nosuch\n"},
   };
   for (const auto& [file, choice, message] : cases) {

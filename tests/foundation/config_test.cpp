@@ -1,5 +1,4 @@
 // Configuration trees: both notations, read and written.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>

@@ -2,11 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "foundation/exceptions.h"
 #include "parallel/serial.h"
-#include "platform/process.h"
 #include "support/console_io.h"
 #include "support/digits.h"
 #include "support/known_digits.h"

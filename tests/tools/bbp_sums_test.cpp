@@ -6,7 +6,6 @@
 
 #include "foundation/exceptions.h"
 #include "support/random.h"
-#include "support/threads.h"
 #include "tools/bbp/montgomery61.h"
 
 namespace numforge {
