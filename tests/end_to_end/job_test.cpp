@@ -77,6 +77,7 @@ TEST(Job, CompressesItsDigits) {
     ASSERT_EQ(run.exit_code, 0) << run.output;
     const bool one = per_file == "-1";
     EXPECT_EQ(names_in(folder.path()).size(), one ? 3u : 4u);
+    EXPECT_THAT(run.output, Not(HasSubstr("//"))) << "a second separator";
     EXPECT_THAT(run.output, HasSubstr(one ? "Compress digits into one .ncd file.\n"
                                           : "Compress with 1,000,000 digits per file.\n"));
     EXPECT_THAT(run.output, HasSubstr(one ? "1  (1,204,119 digits per file)\n"
