@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <numeric>
+#include <tuple>
 
 #include "arith/hash61.h"
 #include "support/random.h"
@@ -17,6 +18,7 @@ namespace {
 using nmp::BinarySplitting::Leaf;
 using nmp::BinarySplitting::RangeBits;
 using nmp::BinarySplitting::Residues;
+using nmp::test::multiply;
 using nmp::test::Natural;
 
 Natural natural(std::uint64_t x) {
@@ -59,29 +61,16 @@ TEST_F(ArcCothTest, LeavesAreSumsOverLeastCommonDenominators) {
     const std::uint64_t n = 1 + rng_.below(series->leaf_terms(true)), b = a + n;
     SCOPED_TRACE(std::to_string(x) + ": " + std::to_string(a) + " to " + std::to_string(b));
     const bool drops = rep % 5 != 0;
-    Natural P, Q{1}, R{1};
+    Natural P, Q{1}, R{1}, least{1};  // the sum with nothing dropped; the least denominator
     std::vector<std::uint64_t> odd;
     Residues whole{0, 1, 1};
     for (std::uint64_t k = a + 1; k <= b; ++k) {
-      // P/Q + 1/(Q u x^2), over Q * rest * x^2 where R * rest = lcm(R, u).
-      const std::uint64_t u = 2 * k + 1, rest = drops ? share(odd, u) : u;
-      const Natural square = nmp::test::multiply(natural(x), natural(x));
-      const Natural factor = nmp::test::multiply(natural(rest), square);
-      Natural part = R;  // R rest / u: every factor of u / rest is in R
-      for (std::uint64_t shared = u / rest, d = 3; shared > 1; d += 2) {
-        for (; shared % d == 0; shared /= d) {
-          std::uint64_t remainder = 0;
-          for (std::size_t i = part.size(); i-- != 0;) {
-            remainder = remainder << 32 | part[i];
-            part[i] = static_cast<std::uint32_t>(remainder / d);
-            remainder %= d;
-          }
-          ASSERT_EQ(remainder, 0u);
-        }
-      }
-      P = nmp::test::add(nmp::test::multiply(P, factor), nmp::test::stripped(part));
-      Q = nmp::test::multiply(Q, factor);
-      R = nmp::test::multiply(R, natural(rest));
+      const std::uint64_t u = 2 * k + 1;
+      const Natural factor = multiply(natural(u), multiply(natural(x), natural(x)));
+      P = nmp::test::add(multiply(P, factor), R);
+      Q = multiply(Q, factor);
+      R = multiply(R, natural(u));
+      least = multiply(least, natural(share(odd, u)));
       odd.push_back(u);
       const Residues term = series->residues(k);
       whole = {h::add(h::multiply(whole.P, term.Q), h::multiply(whole.R, term.P)),
@@ -89,19 +78,17 @@ TEST_F(ArcCothTest, LeavesAreSumsOverLeastCommonDenominators) {
     }
     Leaf leaf;
     series->leaf(a, b, drops, leaf);
-    ASSERT_EQ(natural(leaf.P), P);
-    ASSERT_EQ(natural(leaf.Q), Q);
-    ASSERT_EQ(natural(leaf.R), R);
-    ASSERT_EQ(nmp::hash61::multiply(residue(P), leaf.dropped), whole.P);
-    ASSERT_EQ(nmp::hash61::multiply(residue(Q), leaf.dropped), whole.Q);
-    ASSERT_EQ(nmp::hash61::multiply(residue(R), leaf.dropped), whole.R);
+    ASSERT_EQ(natural(leaf.R), drops ? least : R);
+    // What is dropped cancels.
+    ASSERT_EQ(multiply(natural(leaf.P), Q), multiply(natural(leaf.Q), P));
+    ASSERT_EQ(multiply(natural(leaf.R), Q), multiply(natural(leaf.Q), R));
     const RangeBits bound = series->range_bits(a, b);
-    ASSERT_LE(bits(P), bound.P);
-    ASSERT_LE(bits(Q), bound.Q);
-    ASSERT_LE(bits(R), bound.R);
-    if (!drops && a > 1000) {
-      ASSERT_GT(bits(P) + 5, bound.P) << "far too careful";
-      ASSERT_GT(bits(Q) + 5, bound.Q) << "far too careful";
+    for (const auto& [kept, full, expected, most] : {std::tuple(leaf.P, P, whole.P, bound.P),
+                                                     {leaf.Q, Q, whole.Q, bound.Q},
+                                                     {leaf.R, R, whole.R, bound.R}}) {
+      ASSERT_EQ(residue(full), expected);
+      ASSERT_EQ(h::multiply(residue(natural(kept)), leaf.dropped), expected);
+      ASSERT_LE(bits(natural(kept)), most);
     }
   }
 }

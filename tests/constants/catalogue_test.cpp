@@ -6,15 +6,11 @@
 #include <set>
 #include <tuple>
 
-#include "constants/catalogue_menu.h"
 #include "foundation/exceptions.h"
-#include "support/console_io.h"
 
 namespace numforge {
 namespace {
 
-using nmp::test::on_console;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(Catalogue, EveryRowHasAMenuWithDistinctAlgorithms) {
@@ -44,8 +40,6 @@ TEST(Catalogue, RefusesWhatItDoesNotKnowOrCannotTake) {
     }
   };
   expect_refusal([] { constant_by_key("phi"); }, "Invalid Constant: phi\n");
-  expect_refusal([] { algorithm_by_key(constant_by_key("pi"), "newton"); },
-                 "Invalid Algorithm: newton");
   expect_refusal([] { parse_argument(constant_by_key("pi"), "5"); }, "Pi takes no argument.");
   expect_refusal([] { parse_argument(constant_by_key("sqrt"), ""); },
                  "Argument must be greater than 1.");
@@ -86,43 +80,6 @@ TEST(Catalogue, NamesResults) {
               std::string("Brent-McMillan") + original);
   }
   EXPECT_EQ(file_name_text("a<b>:\"c/d\\e|f?g*(-1)"), "abcdefg(-1)");
-}
-
-TEST(CatalogueMenu, LeadsToAChoice) {
-  const auto choose = [](const std::string& input, const std::string& algorithm,
-                         std::uint64_t argument, const std::vector<std::string>& texts) {
-    std::optional<ConstantChoice> choice;
-    const std::string output = on_console(input, [&] { choice = choose_constant(); });
-    for (const std::string& text : texts) EXPECT_THAT(output, HasSubstr(text));
-    EXPECT_EQ(choice ? choice->algorithm->key : "", algorithm) << input;
-    EXPECT_EQ(choice ? choice->argument : 0, argument);
-  };
-  choose("11\n", "", 0,
-         {"Compute a Constant: (in ascending order of difficulty to compute)\n\n"
-          "  #         Constant                      Value        "
-          "Approximate Difficulty*\n\nFast Constants:\n"
-          "  0         Sqrt(n)                                         1.46\n"
-          "  1         Golden Ratio                = 1.618034...       1.46\n",
-          "Other:\n  9         Euler-Mascheroni Constant (parameter ",
-          "\n 10         Custom constant with user-defined formula."});
-  choose("0\n1\n4294967296\n\n144\n145\n\n", "newton", 145,
-         {"Square Root of n\n", "n = \nArgument must be greater than 1.\n",
-          "Argument is too large.\n", "This number is a perfect square.\n",
-          "Please choose something more interesting :)\n", "\nSelect an Algorithm:\n",
-          "   0        1st order Newton's Method\n", "compute sqrt(100*n) instead."});
-  choose("3\n4\n-1\n2\n", "chudnovsky-reduced", 0,
-         {"Algorithm: Invalid input.\nAlgorithm: Invalid input.\n"});
-  for (const char* ended : {"", "0\n", "0\n1\n", "0\n2\n", "3\n"}) choose(ended, "", 0, {});
-}
-
-TEST(CatalogueMenu, SaysWhatItCannotCompute) {
-  for (int row = 0; row < 11; ++row) {
-    const ConstantCatalogueEntry& entry = catalogue()[static_cast<std::size_t>(row)];
-    const std::string output =
-        on_console(std::to_string(row) + "\n2\n0\n", [] { choose_constant(); });
-    EXPECT_EQ(output.find(unavailable_text(entry)) == output.npos, is_available(entry.key))
-        << entry.key;
-  }
 }
 
 }  // namespace

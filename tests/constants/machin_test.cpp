@@ -51,7 +51,10 @@ void expect_formulas(std::uint32_t n, double most, Costs& costs) {
   costs.count += 1;
 }
 
-TEST(MachinSearch, FindsTheKnownFormulas) {
+using MachinSearch = nmp::test::RandomTest;
+using MachinVerify = nmp::test::RandomTest;
+
+TEST_F(MachinSearch, FindsTheKnownFormulas) {
   const std::tuple<std::uint32_t, const char*, const char*> known[] = {
       {2, "18[26]-2[4801]+8[8749]", "144[351]+160[881]+92[1079]+116[6049]-62[19601]"},
       {3, "228[251]+86[449]-60[4801]+98[8749]", "228[351]+254[881]+146[1079]+184[6049]-98[19601]"},
@@ -73,16 +76,14 @@ TEST(MachinSearch, FindsTheKnownFormulas) {
             "             8 * ArcCoth[8749]\n        Cost = 0.535072");
 }
 
-TEST(MachinSearch, NeverFails) {
+TEST_F(MachinSearch, NeverFails) {
   Costs small, large;
   for (std::uint32_t n = 2; n <= 500; ++n) expect_formulas(n, 0.79, small);
   EXPECT_LT(small.primary, 0.672 * small.count);
   EXPECT_LT(small.secondary, 0.683 * small.count);
 
-  nmp::test::Rng rng = nmp::test::Rng::from_environment();
-  SCOPED_TRACE(rng.trace());
   for (std::size_t rep = 0; rep < nmp::test::reps(200); ++rep)
-    expect_formulas(static_cast<std::uint32_t>(2 + rng.below(4294967294u)), 0.96, large);
+    expect_formulas(static_cast<std::uint32_t>(2 + rng_.below(4294967294u)), 0.96, large);
   EXPECT_LT(large.primary, 0.80 * large.count);
   EXPECT_LT(large.secondary, 0.82 * large.count);
   // Primes near 2^32, powers, products of two large primes.
@@ -92,11 +93,9 @@ TEST(MachinSearch, NeverFails) {
     expect_formulas(n, 0.98, large);
 }
 
-TEST(MachinVerify, RefusesWhatIsWrong) {
-  nmp::test::Rng rng = nmp::test::Rng::from_environment();
-  SCOPED_TRACE(rng.trace());
+TEST_F(MachinVerify, RefusesWhatIsWrong) {
   for (std::size_t rep = 0; rep < nmp::test::reps(60); ++rep) {
-    const auto n = static_cast<std::uint32_t>(2 + rng.below(rep % 2 ? 100 : 4294967294u));
+    const auto n = static_cast<std::uint32_t>(2 + rng_.below(rep % 2 ? 100 : 4294967294u));
     const MachinFormula right = log_formula(n, "machin-primary");
     EXPECT_NO_THROW(verify(right));
     for (std::size_t i = 0; i < right.terms.size(); ++i) {
@@ -119,14 +118,12 @@ TEST(MachinVerify, RefusesWhatIsWrong) {
 }
 
 // Arguments forbidden at random make other, worse bases; what is found is right all the same.
-TEST(MachinSearch, SaysWhenThereIsNothingLeft) {
-  nmp::test::Rng rng = nmp::test::Rng::from_environment();
-  SCOPED_TRACE(rng.trace());
+TEST_F(MachinSearch, SaysWhenThereIsNothingLeft) {
   for (std::size_t rep = 0; rep < nmp::test::reps(150); ++rep) {
     std::vector<MachinTerm> avoided;
-    const std::uint64_t share = 1 + rng.below(6);
+    const std::uint64_t share = 1 + rng_.below(6);
     for (std::uint64_t x = 2; x < 9000; ++x)
-      if (rng.below(7) < share) avoided.push_back({1, x});
+      if (rng_.below(7) < share) avoided.push_back({1, x});
     const MachinFormula formula = search_machin_formula(2 + rep % 40, avoided);
     ASSERT_TRUE(is_exact(formula)) << formula.text();
   }

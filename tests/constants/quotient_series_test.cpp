@@ -6,10 +6,8 @@
 #include <cmath>
 
 #include "arith/hash61.h"
-#include "foundation/progress.h"
-#include "series/common_p2b3.h"
 #include "series/polynomial_series.h"
-#include "support/arithmetic.h"
+#include "support/random.h"
 #include "support/reference.h"
 
 namespace numforge::Formulas {
@@ -83,17 +81,7 @@ double log2_of(const FormProduct& product, std::uint64_t n) {
   return static_cast<double>(sum);
 }
 
-class QuotientSeriesTest : public nmp::test::ArithmeticTest {
- protected:
-  std::pair<Number, Number> summed(const PolynomialSeries& series, std::size_t target) {
-    nmp::BinarySplitting::CommonP2B3::PSR_SeriesS run(context_, series, target);
-    nmp::test::OwnedFloat n(run.result_words()), d(run.result_words());
-    nmp::test::FencedScratch scratch(run.scratch_bytes());
-    nmp::NoProgress progress;
-    run.run(n, d, progress, scratch.buffer());
-    return {nmp::test::value(n), nmp::test::value(d)};
-  }
-};
+class QuotientSeriesTest : public nmp::test::RandomTest {};
 
 TEST_F(QuotientSeriesTest, LeavesResiduesAndBoundsAreThoseOfTheTerms) {
   for (const QuotientTerms* shape : kAll) {
@@ -131,36 +119,6 @@ TEST_F(QuotientSeriesTest, LeavesResiduesAndBoundsAreThoseOfTheTerms) {
       ASSERT_EQ(number_of(leaf.Q, true), sum.Q);
       ASSERT_EQ(number_of(leaf.R, leaf.R_positive), sum.R);
     }
-  }
-}
-
-TEST_F(QuotientSeriesTest, BoundsOfDistantRangesStayClose) {
-  for (const QuotientTerms* shape : kAll) {
-    const std::uint64_t a = rng_.below(20000), b = a + 100 + rng_.below(20000);
-    const RangeBits bound = PolynomialSeries(shape->terms, b).range_bits(a, b);
-    const double q = log2_of(shape->terms.Q, b) - log2_of(shape->terms.Q, a),
-                 r = log2_of(shape->terms.R, b) - log2_of(shape->terms.R, a);
-    EXPECT_LE(q, bound.Q);
-    EXPECT_LE(r, bound.R);
-    EXPECT_LE(bound.Q - q + bound.R - r, 40);
-  }
-}
-
-// Later terms are summed at lower precision; these sums are long enough for that. The exact ones
-// drop common factors.
-TEST_F(QuotientSeriesTest, TruncatedSumsKeepTheirPrecision) {
-  const auto mag = [](const Number& x) {
-    return x.exp + static_cast<std::int64_t>(x.words.size());
-  };
-  for (const QuotientTerms* shape : kAll) {
-    const std::size_t target = 700 + rng_.below(200);
-    const std::uint64_t terms = quotient_series_terms(*shape, target - 1);
-    const auto [n, d] = summed(PolynomialSeries(shape->terms, terms), target);
-    const auto [exact_n, exact_d] = summed(PolynomialSeries(shape->terms, terms, 0), 200000);
-    const Number left = multiply(n, exact_d);
-    const Number error = add(left, nmp::test::negated(multiply(exact_n, d)));
-    EXPECT_LT(mag(error) - mag(left), -static_cast<std::int64_t>(target));
-    EXPECT_LT(d.words.size(), exact_d.words.size()) << "nothing was truncated";
   }
 }
 

@@ -15,10 +15,7 @@ namespace {
 using nmp::test::FencedScratch;
 using nmp::test::OwnedFloat;
 
-struct Summand {
-  std::int64_t c;
-  std::uint64_t x;
-};
+using Summand = std::pair<std::int64_t, std::uint64_t>;  ///< c and x of c arccoth(x)
 
 class SeriesSumTest : public nmp::test::ArithmeticTest {
  protected:

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "digits/digit_text.h"
-#include "digits/file_names.h"
 #include "digits/output_record.h"
 #include "support/digits.h"
 #include "support/faults.h"
@@ -18,18 +17,6 @@ namespace {
 
 using test::Digits;
 using test::expect_fault;
-
-/// Horner's rule by additions only.
-std::uint64_t slow_hash(const Digits& digits, unsigned radix) {
-  constexpr std::uint64_t kPrime = 2305843009213693951;
-  std::uint64_t hash = 0;
-  for (std::uint8_t digit : digits) {
-    std::uint64_t next = digit;
-    for (unsigned i = 0; i < radix; ++i) next = (next + hash) % kPrime;
-    hash = next;
-  }
-  return hash;
-}
 
 TEST(DigitCounts, CountsAndHashesWhateverTheLengthAndTheCut) {
   test::Rng rng = test::Rng::from_environment();
@@ -46,7 +33,8 @@ TEST(DigitCounts, CountsAndHashesWhateverTheLengthAndTheCut) {
         right.append(digits.data() + cut, n - cut);
         left.append(right);
         EXPECT_EQ(left, whole);
-        EXPECT_EQ(whole.hash(), slow_hash(digits, radix)) << n << " digits in radix " << radix;
+        EXPECT_EQ(whole.hash(), test::hash_of(test::text_of(digits), radix))
+            << n << " digits in radix " << radix;
         for (unsigned value = 0; value < radix; ++value)
           EXPECT_EQ(whole.count(value),
                     static_cast<std::uint64_t>(std::count(digits.begin(), digits.end(), value)));
@@ -100,15 +88,6 @@ TEST(OutputRecord, KeepsTheLastDigitsAndNamesThem) {
                                            [&] { last.set(8); });
   expect_fault<InvalidParametersException>("HashedDigits()", "Invalid Radix.",
                                            [] { HashedDigits(12); });
-}
-
-TEST(FileNames, AddASeparatorOnlyWhereOneIsMissing) {
-  const std::string name = "Pi - Dec - Chudnovsky";
-  for (const std::string folder : {"", "out\\", "out/"})
-    EXPECT_EQ(digit_file_stem(folder, "Pi", 10, "Chudnovsky"), folder + name);
-  EXPECT_EQ(digit_file_stem("out", "Pi", 16, "Chudnovsky"),
-            with_separator("out") + "Pi - Hex - Chudnovsky");
-  EXPECT_EQ(with_separator("out").size(), 4u);
 }
 
 }  // namespace

@@ -16,8 +16,6 @@ namespace {
 
 using test::Digits;
 
-constexpr std::uint64_t kPrime = 2305843009213693951;
-
 std::vector<std::uint64_t> packed_plainly(const Digits& digits, unsigned radix) {
   const unsigned in_word = radix == 10 ? 19 : 16;
   std::vector<std::uint64_t> words(digits.size() / in_word);
@@ -37,7 +35,7 @@ Digits some_digits(test::Rng& rng, std::size_t n, unsigned radix) {
 
 using DigitWords = test::RandomTest;
 
-TEST_F(DigitWords, AreTheSameNumbersWithEveryInstructionSet) {
+TEST_F(DigitWords, AreTheSameNumbersAndStatisticsWithEveryInstructionSet) {
   std::vector<const DigitKernels*> tables;
   for (const KernelSet& set : kernel_sets())
     if ((platform::processor_features() & set.needs) == set.needs)
@@ -48,6 +46,12 @@ TEST_F(DigitWords, AreTheSameNumbersWithEveryInstructionSet) {
     const Digits digits = some_digits(rng_, count * in_word, radix);
     const auto words = packed_plainly(digits, radix);
     const std::size_t at = digits.empty() ? 0 : rng_.below(digits.size());
+    DigitCounts expected(radix), appended(radix);
+    expected.append(digits.data(), digits.size());
+    const std::size_t cut = rng_.below(count + 1);
+    ASSERT_TRUE(append_words(appended, words.data(), cut));
+    ASSERT_TRUE(append_words(appended, words.data() + cut, count - cut));
+    ASSERT_EQ(appended, expected) << count << " words";
     for (const DigitKernels* table : tables) {
       const auto pack = radix == 10 ? table->pack_decimal : table->pack_hex;
       std::vector<std::uint64_t> packed(count + 1, 77);
@@ -81,38 +85,11 @@ TEST_F(DigitWords, AreTheSameNumbersWithEveryInstructionSet) {
         packed = words;
         packed[at / in_word] = word;
         ASSERT_FALSE(table->unpack_decimal(packed.data(), count, wrong.data()));
+        ASSERT_FALSE(append_words(appended, packed.data(), count));
+        ASSERT_EQ(appended, expected);
       }
     }
   }
-}
-
-TEST_F(DigitWords, HaveTheStatisticsOfTheirDigits) {
-  for (std::size_t rep = 0; rep < test::reps(100); ++rep) {
-    const unsigned radix = rep % 2 == 0 ? 10 : 16, in_word = digits_per_word(radix);
-    const Digits digits = some_digits(rng_, rng_.size(2000) * in_word, radix);
-    auto words = packed_plainly(digits, radix);
-    DigitCounts expected(radix), counts(radix);
-    expected.append(digits.data(), digits.size());
-    const std::size_t cut = rng_.below(words.size() + 1);
-    ASSERT_TRUE(append_words(counts, words.data(), cut));
-    ASSERT_TRUE(append_words(counts, words.data() + cut, words.size() - cut));
-    ASSERT_EQ(counts, expected) << words.size() << " words";
-    if (radix == 16) continue;
-    words.back() = kLargestDecimalWord + 1;
-    ASSERT_FALSE(append_words(counts, words.data(), words.size()));
-    ASSERT_EQ(counts, expected);
-  }
-}
-
-TEST(DigitWordLayout, IsTheOneOfTheFormat) {
-  const Digits nines(19, 9);
-  std::uint64_t word = 0;
-  ASSERT_TRUE(pack_digits(nines.data(), 1, 10, &word));
-  EXPECT_EQ(word, 0x8AC7230489E7FFFFu);
-  EXPECT_EQ(hash_words(&word, 1, 10), 0x8AC7230489E7FFFFu % kPrime);
-  const Digits nibbles = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
-  ASSERT_TRUE(pack_digits(nibbles.data(), 1, 16, &word));
-  EXPECT_EQ(word, 0x0123456789ABCDEFu);
 }
 
 }  // namespace

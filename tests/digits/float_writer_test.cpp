@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "digits/radix_oracle.h"
@@ -51,7 +50,7 @@ struct Output {
   LastDigits last;
 };
 
-class FloatWriter : public ::testing::Test {
+class FloatWriter : public test::ArithmeticTest {
  protected:
   /// A number with words to spare for `digits`, its top word at position `mag` - 1.
   OwnedFloat random_number(std::uint64_t digits, int mag) {
@@ -86,11 +85,6 @@ class FloatWriter : public ::testing::Test {
     return test::on_console(
         "", [&] { test::expect_fault<AlgorithmFailedException>(function, text, body); });
   }
-
-  test::Arithmetic arithmetic_;
-  Context& context_ = arithmetic_.context;
-  test::Rng rng_ = test::Rng::from_environment();
-  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
 
 TEST_F(FloatWriter, GivesTheDigitsOfRandomNumbers) {

@@ -8,20 +8,17 @@
 #include "arith/multiply/fft/fft.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
 #include "digits/word_spectra.h"
+#include "support/products.h"
 #include "support/random.h"
 #include "support/threads.h"
 
 namespace nmp {
 namespace {
 
-using Words = std::vector<Word>;
+using test::Words;
 
 std::uint64_t by_schoolbook(const Words& a, const Words& b, std::uint64_t bits) {
-  Words product(a.size() + b.size());
-  if (a.size() >= b.size())
-    words::mul_schoolbook(product.data(), a.data(), a.size(), b.data(), b.size());
-  else
-    words::mul_schoolbook(product.data(), b.data(), b.size(), a.data(), a.size());
+  Words product = test::schoolbook(a, b);
   product.resize(a.size());
   if (bits % kWordBits != 0) product.back() &= (Word{1} << bits % kWordBits) - 1;
   return hash61::of_words(product.data(), product.size());

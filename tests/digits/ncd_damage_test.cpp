@@ -15,7 +15,19 @@ namespace nmp {
 namespace {
 
 using test::Digits;
+using test::fields_of;
 using test::NcdFields;
+
+/// Why a reader of the file cannot be made; nothing where it can.
+template <typename Reader>
+std::string refusal(const std::string& path) {
+  try {
+    Reader reader(path);
+    return "";
+  } catch (const FileIO::FileException& e) {
+    return e.message();
+  }
+}
 
 class NcdDamage : public test::RandomTest {
  protected:
@@ -24,35 +36,17 @@ class NcdDamage : public test::RandomTest {
   const std::string path_ = folder_ / "Pi0.ncd";
 };
 
-NcdFields fields_of(std::uint64_t total, std::uint64_t blocksize, std::uint64_t id) {
-  NcdFields fields;
-  fields.total = std::to_string(total);
-  fields.blocksize = std::to_string(blocksize);
-  fields.id = std::to_string(id);
-  return fields;
-}
-
 TEST_F(NcdDamage, OfHeadersHasAMessageForEachKind) {
   using Change = std::function<void(NcdFields&)>;
   const std::string later =
       "This .ncd file is of a later format version.\n"
       "This version of the digit viewer is unable to view this file.";
   const auto numbers = [](std::uint64_t total, std::uint64_t blocksize, std::uint64_t id) {
-    return [=](NcdFields& f) {
-      f.total = std::to_string(total);
-      f.blocksize = std::to_string(blocksize);
-      f.id = std::to_string(id);
-    };
+    return [=](NcdFields& f) { f = fields_of(total, blocksize, id); };
   };
-  const auto read = [&](const std::string& bytes) -> std::string {
+  const auto read = [&](const std::string& bytes) {
     test::put_file(path_, bytes);
-    try {
-      BasicNcdFileReader reader(path_);
-      return "";
-    } catch (const FileIO::FileException& e) {
-      EXPECT_NE(e.report().find("BasicNcdFileReader::BasicNcdFileReader()\n"), std::string::npos);
-      return e.message();
-    }
+    return refusal<BasicNcdFileReader>(path_);
   };
   const std::vector<std::pair<std::string, Change>> cases = {
       {"", [](NcdFields& f) { f.version = "1.0.0"; }},
@@ -157,14 +151,9 @@ TEST_F(NcdDamage, OfASetIsToldByWhatContradicts) {
       EXPECT_EQ(e.message(), "Inconsistent Metadata: \"" + other + "\"\n" + message);
     }
   }
-  const auto named = [&](const std::string& name) -> std::string {
+  const auto named = [&](const std::string& name) {
     test::put_file(folder_ / name, test::ncd_file(digits_, 10, 100, 3));
-    try {
-      BasicNcdSetReader reader(folder_ / name);
-      return "";
-    } catch (const FileIO::FileException& e) {
-      return e.message();
-    }
+    return refusal<BasicNcdSetReader>(folder_ / name);
   };
   EXPECT_EQ(named("e3.ncd"), "");
   EXPECT_EQ(named("3.ncd"), "");

@@ -19,6 +19,14 @@ struct NcdFields {
   }
 };
 
+inline NcdFields fields_of(std::uint64_t total, std::uint64_t blocksize, std::uint64_t id) {
+  NcdFields fields;
+  fields.total = std::to_string(total);
+  fields.blocksize = std::to_string(blocksize);
+  fields.id = std::to_string(id);
+  return fields;
+}
+
 /// The bytes of the words that digits[begin, end) fill, `unused` in the places that are left.
 inline std::string ncd_words(const std::vector<std::uint8_t>& digits, std::size_t begin,
                              std::size_t end, unsigned radix, unsigned unused = 0) {
@@ -36,11 +44,8 @@ inline std::string ncd_words(const std::vector<std::uint8_t>& digits, std::size_
 /// Block `id` of a set whose `total` digits the header knows or not.
 inline std::string ncd_file(const std::vector<std::uint8_t>& digits, unsigned radix,
                             std::size_t blocksize, std::size_t id, bool knows_total = true) {
-  NcdFields fields;
+  NcdFields fields = fields_of(knows_total ? digits.size() : 0, blocksize, id);
   fields.base = std::to_string(radix);
-  fields.total = std::to_string(knows_total ? digits.size() : 0);
-  fields.blocksize = std::to_string(blocksize);
-  fields.id = std::to_string(id);
   return fields.text() +
          ncd_words(digits, id * blocksize, std::min(digits.size(), (id + 1) * blocksize), radix);
 }

@@ -64,12 +64,14 @@ struct Tree {
   const PowerTable powers;
 };
 
-class RadixConversion : public ::testing::Test {
+class RadixConversion : public test::ArithmeticTest {
  protected:
-  test::Arithmetic arithmetic_;
-  Context& context_ = arithmetic_.context;
-  test::Rng rng_ = test::Rng::from_environment();
-  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
+  /// Uniform words: no runs that hide a fault.
+  Words noise(std::size_t n) {
+    Words words(n);
+    for (Word& word : words) word = static_cast<Word>(rng_.u64());
+    return words;
+  }
 };
 
 TEST_F(RadixConversion, KeepsItsPromiseAtAnySize) {
@@ -109,8 +111,7 @@ TEST_F(RadixConversion, GivesTheSameForAnyTransform) {
     test::WithWordSpectra with(i % 2 == 0 ? 1 : -1, rng_.below(3) * rng_.size(500));
     const std::uint64_t digits = 2000 + rng_.size(i < 2 ? 100000 : 20000);
     const Tree tree(context_, digits), other(with.context, digits);
-    Words fraction(tree.words());
-    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    Words fraction = noise(tree.words());
     with.algorithm.whole_products = 0;
     ASSERT_EQ(other.digits(fraction), tree.digits(fraction)) << digits;
     EXPECT_EQ(with.algorithm.whole_products, 0u);
@@ -206,8 +207,7 @@ TEST_F(RadixConversion, NoticesSpoiltWords) {
       "nmp_CBRv2_ci_btrf_build_table()", "Mismatching exponents.", [&] {
         convert_T(context_, tree.split, other.powers, node.data(), nullptr, scratch.buffer());
       });
-  Words fraction(tree.words());
-  for (Word& word : fraction) word = static_cast<Word>(rng_.u64());  // no runs that hide a fault
+  const Words fraction = noise(tree.words());
   for (unsigned level = 1; level <= tree.split.levels; ++level) {
     Word* word = const_cast<Word*>(tree.powers.for_level(tree.split, level).words);
     word[3] ^= 1u << 7;
@@ -227,8 +227,7 @@ TEST_F(RadixConversion, NoticesASpoiltTransform) {
   const auto message_with = [&](int sign, int spoilt, int spoilt_word) -> std::string {
     test::WithWordSpectra with(sign, 0);
     const Tree tree(with.context, 9000);
-    Words fraction(tree.words());
-    for (Word& word : fraction) word = static_cast<Word>(rng_.u64());
+    Words fraction = noise(tree.words());
     with.algorithm.spoil_in = spoilt;
     with.algorithm.spoil_word_in = spoilt_word;
     try {

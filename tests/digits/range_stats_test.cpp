@@ -39,7 +39,7 @@ TEST_F(RangeStats, AreTheSameForAnyThreadsKindOfFileAndCut) {
     for (std::uint64_t i = 0, x = rng_.u64(); i < n; ++i, x = x * 6364136223846793005u + 1442695u)
       digits[i] = static_cast<std::uint8_t>((x >> 40) % radix);
     const std::string path = folder_ / "digits.txt";
-    test::put_file(path, "3." + test::text_of(digits.data(), n));
+    test::put_file(path, "3." + test::text_of(digits));
     for (const std::size_t id : {0u, 1u, 2u})
       test::put_file(folder_ / "set" + std::to_string(id) + ".ncd",
                      test::ncd_file(digits, radix, n / 3 + 1, id));

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <numeric>
 #include <string>
-#include <thread>
 
 #include "digits/read_check.h"
 #include "digits/text_reader.h"
@@ -19,63 +16,28 @@
 namespace nmp {
 namespace {
 
-using FileIO::FileException;
 using test::Digits;
 using test::expect_fault;
+using test::expect_file_fault;
 
-template <typename Body>
-void expect_file_fault(const std::string& function, const std::string& message, Body body) {
-  try {
-    body();
-    ADD_FAILURE() << "no exception: " << message;
-  } catch (const FileException& e) {
-    EXPECT_EQ(e.message(), message);
-    EXPECT_NE(e.report().find(function), std::string::npos) << e.report();
-  }
-}
-
-class TextFile : public ::testing::Test {
+class TextFile : public test::RandomTest {
  protected:
-  Digits random_digits(std::size_t n, unsigned radix = 10) {
-    return test::random_digits(rng_, n, radix);
-  }
-  static std::string text_of(const Digits& digits) {
-    return test::text_of(digits.data(), digits.size());
-  }
-
   test::TempFolder folder_;
   const std::string path_ = folder_ / "Pi - Dec - Test.txt";
   test::Threads threads_{3};
-  test::Rng rng_ = test::Rng::from_environment();
-  ::testing::ScopedTrace trace_{__FILE__, __LINE__, rng_.trace()};
 };
 
 TEST_F(TextFile, IsTheSameWhateverTheOrderAndTheThreadsOfTheRuns) {
-  std::mt19937 order;
   for (std::size_t rep = 0; rep < test::reps(40); ++rep) {
     const unsigned radix = rng_.below(2) == 0 ? 10 : 16;
     const std::size_t n = rng_.size(rep == 0 ? 900000 : 20000);
-    const Digits digits = random_digits(n, radix);
-    std::vector<std::size_t> cuts = {0, n};
-    for (std::size_t i = rng_.below(30); i > 0; --i) cuts.push_back(rng_.below(n + 1));
-    std::sort(cuts.begin(), cuts.end());
-    std::vector<std::size_t> runs(cuts.size() - 1);
-    std::iota(runs.begin(), runs.end(), 0);
-    std::shuffle(runs.begin(), runs.end(), order);
-
+    const Digits digits = test::random_digits(rng_, n, radix);
     const std::string leading = std::string(rng_.below(9), '7') + ".";
     BasicTextWriter writer(path_, leading, radix, n);
-    const auto store = [&](std::size_t first) {
-      for (std::size_t i = first; i < runs.size(); i += 2)
-        writer.store_digits(digits.data() + cuts[runs[i]], cuts[runs[i]],
-                            cuts[runs[i] + 1] - cuts[runs[i]]);
-    };
-    std::thread other(store, 1);
-    store(0);
-    other.join();
+    test::store_in_pieces(rng_, writer, digits, 30);
     EXPECT_FALSE(std::filesystem::exists(path_)) << "before it is closed";
     writer.close();
-    ASSERT_EQ(test::contents(path_), leading + text_of(digits)) << n << " digits";
+    ASSERT_EQ(test::contents(path_), leading + test::text_of(digits)) << n << " digits";
     std::filesystem::remove(path_);
   }
   EXPECT_TRUE(test::names_in(folder_.path()).empty());
@@ -83,7 +45,7 @@ TEST_F(TextFile, IsTheSameWhateverTheOrderAndTheThreadsOfTheRuns) {
 
 TEST_F(TextFile, LeavesNothingBehindUnlessComplete) {
   const std::string final_name = "Pi - Dec - Test.txt";
-  const Digits digits = random_digits(5000);
+  const Digits digits = test::random_digits(rng_, 5000, 10);
   test::put_file(path_, "an older file");
   {
     BasicTextWriter writer(path_, "3.", 10, 5000);
@@ -107,7 +69,7 @@ TEST_F(TextFile, LeavesNothingBehindUnlessComplete) {
   writer.close();
   expect_file_fault("BasicTextWriter::store_digits()", "File is closed.",
                     [&] { writer.store_digits(digits.data(), 0, 1); });
-  EXPECT_EQ(test::contents(path_), "3." + text_of(digits));
+  EXPECT_EQ(test::contents(path_), "3." + test::text_of(digits));
   EXPECT_EQ(test::names_in(folder_.path()), std::set<std::string>{final_name});
 }
 
@@ -163,12 +125,12 @@ TEST_F(TextFile, HasARadixAndAPointAmongTheFirst63Bytes) {
 }
 
 TEST_F(TextFile, IsProvedByReadingItBack) {
-  Digits digits = random_digits(10000);
+  Digits digits = test::random_digits(rng_, 10000, 10);
   digits[100] = 3;
   digits[7000] = 4;
   HashedDigits record(10);
   record.append(digits.data(), digits.size());
-  const std::string text = "3." + text_of(digits);
+  const std::string text = "3." + test::text_of(digits);
   const auto fault_in = [&](const std::string& spoilt, const std::string& message) {
     test::put_file(path_, spoilt);
     return test::on_console("", [&] {

@@ -89,13 +89,10 @@ class WordSpectra final : public Algorithm {
    private:
     /// The residue, wrap_ + 1 words.
     std::vector<Word> wrapped_product(const Word* a, const Word* b) const {
-      parallel::SerialContext threads;
-      AlgorithmTable table;
-      table.add(hybrid_ntt().max_size / kWordBits, &hybrid_ntt());
-      Context context{threads, table};
-      FencedScratch scratch(multiply_scratch(context, 2 * wrap_));
+      Arithmetic arithmetic;
+      FencedScratch scratch(multiply_scratch(arithmetic.context, 2 * wrap_));
       std::vector<Word> full(2 * wrap_);
-      hybrid_ntt().multiply(context, full.data(), a, wrap_, b, wrap_, scratch.buffer());
+      nmp::multiply(arithmetic.context, full.data(), a, wrap_, b, wrap_, scratch.buffer());
       std::vector<Word> low(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(wrap_));
       low.push_back(0);
       const Word* high = full.data() + wrap_;

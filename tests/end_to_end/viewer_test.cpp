@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "digits/ncd_oracle.h"
 #include "support/run_program.h"
 #include "support/temp_folder.h"
 
@@ -139,11 +140,8 @@ TEST_F(Viewer, FailsInPlainWords) {
   put_file(folder_ / "nul.txt", std::string(1000, '\0'));
   put_file(folder_ / "spoilt.txt", "3." + digits_ + std::string(1, '\0') + digits_);
   put_file(folder_ / "empty.ncd", "");
-  put_file(folder_ / "claim0.ncd",
-           "#Compressed Digit File\r\n\r\nFileVersion:\t1.1.0\r\n\r\nBase:\t10\r\n\r\nFirstDigits:"
-           "\t3.\r\n\r\nTotalDigits:\t10000000000\r\n\r\nBlocksize:\t10000000000\r\n\r\nBlockID:\t0"
-           "\r\n\r\nEndHeader\r\n\r\n" +
-               std::string(1, '\0'));
+  constexpr std::uint64_t kMany = 10'000'000'000;
+  put_file(folder_ / "claim0.ncd", nmp::test::fields_of(kMany, kMany, 0).text());
   ::mkdir((folder_ / "folder.txt").c_str(), 0777);
   ::mkfifo((folder_ / "pipe.txt").c_str(), 0666);
   const std::string not_there = "This range of digits is not accessible.\n";
@@ -170,7 +168,6 @@ TEST_F(Viewer, FailsInPlainWords) {
       {"Pi - Dec - Test.txt", "extract:1-9", "A value is missing"},
       {"Pi - Dec - Test.txt", "extract:1-9:/nowhere/at/all.txt", "No such file or directory"},
       {"Pi - Dec - Test.txt", "radix:8", "Invalid Radix\n"},
-      {"Pi - Dec - Test.txt", "-PF:none:2", "takes no number of threads"},
       {"Pi - Dec - Test.txt", "nosuch:1", "Invalid Parameter: nosuch\n"},
   };
   for (const auto& [file, choice, message] : cases) {

@@ -1,5 +1,4 @@
 // Configuration trees: both notations, read and written.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -252,41 +251,31 @@ class RandomTrees : public test::RandomTest {
     return (static_cast<std::int64_t>(rng_.u64() >> 1) >> rng_.below(64)) *
            (rng_.below(2) ? 1 : -1);
   }
-  /// Calls one of the four adding functions of a container, bound to a place in it.
+  /// Adds anything to a container; `key` is nothing for an array.
+  template <typename Container, typename... Key>
+  void add(Container& container, int depth, const Key&... key) {
+    switch (rng_.below(depth > 0 ? 4 : 2)) {
+      case 0:
+        container.add_integer(key..., integer());
+        break;
+      case 1:
+        container.add_string(key..., bytes());
+        break;
+      case 2:
+        fill(container.add_object(key...), depth - 1);
+        break;
+      default:
+        fill(container.add_array(key...), depth - 1);
+    }
+  }
   void fill(Object& object, int depth) {
     for (std::uint64_t i = rng_.below(6); i > 0; --i) {
       if (rng_.below(4) == 0) object.add_section(bytes());
-      switch (rng_.below(depth > 0 ? 4 : 2)) {
-        case 0:
-          object.add_integer(key(i), integer());
-          break;
-        case 1:
-          object.add_string(key(i), bytes());
-          break;
-        case 2:
-          fill(object.add_object(key(i)), depth - 1);
-          break;
-        default:
-          fill(object.add_array(key(i)), depth - 1);
-      }
+      add(object, depth, key(i));
     }
   }
   void fill(Array& array, int depth) {
-    for (std::uint64_t i = rng_.below(6); i > 0; --i) {
-      switch (rng_.below(depth > 0 ? 4 : 2)) {
-        case 0:
-          array.add_integer(integer());
-          break;
-        case 1:
-          array.add_string(bytes());
-          break;
-        case 2:
-          fill(array.add_object(), depth - 1);
-          break;
-        default:
-          fill(array.add_array(), depth - 1);
-      }
-    }
+    for (std::uint64_t i = rng_.below(6); i > 0; --i) add(array, depth);
   }
 };
 

@@ -20,6 +20,17 @@ void expect_fault(const std::string& function, const std::string& message, Body 
     EXPECT_EQ(e.function(), function);
   }
 }
+/// A fault of a file, whose function only its report tells.
+template <typename E = FileIO::FileException, typename Body>
+void expect_file_fault(const std::string& function, const std::string& message, Body body) {
+  try {
+    body();
+    ADD_FAILURE() << "no exception: " << message;
+  } catch (const E& e) {
+    EXPECT_EQ(e.message(), message);
+    EXPECT_NE(e.report().find(function + "\n"), std::string::npos) << e.report();
+  }
+}
 template <typename Body>
 void expect_too_small(std::uint64_t size, std::uint64_t required, Body body) {
   try {
