@@ -92,19 +92,31 @@ TEST_F(HybridTransform, MultipliesInEveryShape) {
 
 TEST_F(HybridTransform, KernelsKeepTheirBounds) {
   // Extreme residues: growth that random data hides shows here.
-  for (const hybrid::Field& f : hybrid::fields(*loops_).field) {
-    const double p = f.mod.p;
-    for (std::size_t i = 0; i < test::reps(20); ++i) {
-      const unsigned log = 10 + i % 2;
-      std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
-      loops_->multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
-      expect_below(x, 1.5 * p);
-      loops_->forward_row(y.data(), &f.row[hybrid::kForward][log], f.mod);
-      expect_below(y, 3.5 * p);
-      loops_->inverse_row(z.data(), &f.row[hybrid::kInverse][log], f.mod);
-      expect_below(z, 2 * p);
+  using namespace hybrid;
+  with_loops([&](const Kernels& loops) {
+    for (const Field& f : fields(loops).field) {
+      const double p = f.mod.p;
+      for (std::size_t i = 0; i < test::reps(20); ++i) {
+        const unsigned log = 10 + i % 2;
+        std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
+        loops.multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
+        expect_below(x, 1.5 * p);
+        loops.forward_row(y.data(), &f.row[kForward][log], f.mod);
+        expect_below(y, 3.5 * p);
+        loops.inverse_row(z.data(), &f.row[kInverse][log], f.mod);
+        expect_below(z, 2 * p);
+        for (const unsigned odd : {3u, 5u, 15u}) {  // columns that are a step of odd degree alone
+          constexpr std::size_t kWidth = 16;
+          Tree trees[15];
+          for (Tree& tree : trees) tree.log = 0, tree.half = 1, tree.blocks = nullptr;
+          const Columns inverse = {odd, f.odd_roots[kInverse][odd_index(odd)], trees};
+          std::vector<double> columns(odd * kWidth), plane = extreme(3.5 * p, odd * kWidth);
+          loops.inverse_columns(columns.data(), kWidth, odd, plane.data(), kWidth, &inverse, f.mod);
+          expect_below(columns, 2 * p);
+        }
+      }
     }
-  }
+  });
 }
 
 TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
