@@ -1,4 +1,4 @@
-// The mean against digits from mpmath, against pi, and against its own symmetries.
+// The mean against digits from mpmath, and against its own symmetries.
 #include "arith/agm.h"
 
 #include <gtest/gtest.h>
@@ -7,8 +7,6 @@
 #include "arith/newton.h"
 #include "foundation/exceptions.h"
 #include "support/arithmetic.h"
-#include "support/reference_transforms.h"
-#include "support/threads.h"
 
 namespace nmp {
 namespace {
@@ -23,14 +21,11 @@ class Agm : public test::ArithmeticTest {
     x.mp2(bits);
     return x;
   }
-  static OwnedFloat agm(Context& context, const BigFloat& a, const BigFloat& b, std::size_t p) {
-    OwnedFloat r(newton_result_words(p + 1));
-    FencedScratch scratch(agm_scratch(context, p));
-    set_agm(context, r, a, b, p, scratch.buffer());
-    return r;
-  }
   OwnedFloat agm(const BigFloat& a, const BigFloat& b, std::size_t p) {
-    return agm(context_, a, b, p);
+    OwnedFloat r(newton_result_words(p + 1));
+    FencedScratch scratch(agm_scratch(context_, p));
+    set_agm(context_, r, a, b, p, scratch.buffer());
+    return r;
   }
   OwnedFloat sqrt(const BigFloat& a, std::size_t p) {
     OwnedFloat r(newton_result_words(p));
@@ -69,32 +64,6 @@ TEST_F(Agm, KnownDigits) {
   EXPECT_EQ(hash_of_fraction(agm(seven, three, p)), 1046219377629418528u);
 }
 
-TEST_F(Agm, GivesPi) {
-  // pi = 4 M(1, 1/sqrt(2))^2 / (1 - sum of 2^(k + 1) (a_k^2 - b_k^2)) [Gauss, Legendre].
-  constexpr std::size_t p = 1256;
-  const OwnedFloat one = power_of_two(0);
-  OwnedFloat x = power_of_two(0), y = sqrt(power_of_two(-1), p), sum = power_of_two(0);
-  OwnedFloat mean = agm(x, y, p);
-  for (int k = 1; k < 16; ++k) {
-    OwnedFloat a(p + 8), c(p + 8), rest(p + 8);
-    a.set_add(context_, x, y, p);
-    a.set_div_sW(a, 2, p);
-    c.set_sub(context_, a, y, p);
-    if (c.is_zero()) break;
-    OwnedFloat square = product(c, c, p);
-    square.mp2(k + 1);
-    rest.set_sub(context_, sum, square, p);
-    sum = std::move(rest);
-    y = sqrt(product(x, y, p), p);
-    x = std::move(a);
-  }
-  OwnedFloat square = product(mean, mean, p), pi(newton_result_words(p));
-  square.mp2(2);
-  FencedScratch scratch(quotient_scratch(context_, p));
-  set_quotient(context_, pi, square, sum, p, scratch.buffer());
-  EXPECT_EQ(hash_of_fraction(pi), 196922664688589148u);
-}
-
 TEST_F(Agm, SymmetriesAtEveryPrecision) {
   for (std::size_t rep = 0; rep < test::reps(300); ++rep) {
     const std::size_t p = rep < 100 ? rep + 1 : rng_.size(600);
@@ -116,20 +85,6 @@ TEST_F(Agm, SymmetriesAtEveryPrecision) {
     const OwnedFloat root = sqrt(product(a, b, p + 8), p + 8);
     expect_close(m, agm(mean, root, p + 4), p);
     expect_close(agm(a, a, p), a, p);
-  }
-}
-
-TEST_F(Agm, DoesNotDependOnHowItMultiplies) {
-  constexpr std::size_t p = 40;
-  test::Threads threads(3);
-  const OwnedFloat a(rng_.words(p), 0), b(rng_.words(p), 1), expected = agm(a, b, p);
-  for (const int sign : {1, -1}) {
-    const test::ReferenceTransforms reference(sign);
-    AlgorithmTable table;
-    table.add(1u << 20, &reference);
-    Context context{threads, table};
-    expect_close(agm(context, a, b, p), expected, p);
-    EXPECT_GT(reference.products, 0u);
   }
 }
 

@@ -1,5 +1,5 @@
-// The floating-point FFT where its bound is tight, its digits wrap and its plans change; whole
-// products are in product_test.cpp.
+// The floating-point FFT where its bound is tight and its plans change; whole products are in
+// product_test.cpp, products in transform space in spectrum_test.cpp.
 #include "arith/multiply/fft/fft.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,6 @@
 namespace nmp {
 namespace {
 
-using test::Natural;
 using test::Words;
 
 /// The sets that this machine runs and that have loops of their own.
@@ -213,116 +212,6 @@ TEST_F(Fft, PlansReachTheLargestSizeAndScratchNeverShrinks) {
     EXPECT_LE(2 * std::sqrt(digits * longer) * std::ldexp(1, 2 * static_cast<int>(plan.bits) - 2),
               plan.length->limit)
         << m << ' ' << large.shorter;
-  }
-}
-
-/// x modulo 2^(32 n) + 1.
-Natural negacyclic(const Natural& x, std::size_t n) {
-  Natural modulus(n + 1, 0), r;
-  modulus[0] = modulus[n] = 1;
-  for (std::size_t at = (x.size() / n + 1) * n; at >= n; at -= n) {  // r = part - r, from the top
-    const std::size_t first = std::min(x.size(), at - n), last = std::min(x.size(), at);
-    const Natural part = test::stripped(Natural(x.begin() + static_cast<std::ptrdiff_t>(first),
-                                                x.begin() + static_cast<std::ptrdiff_t>(last)));
-    r = test::compare(part, r) >= 0 ? test::subtract(part, r)
-                                    : test::subtract(test::add(part, modulus), r);
-  }
-  return r;
-}
-
-class FftSpectra : public Fft {
- protected:
-  /// One sum of products in transform space against plain arithmetic.
-  void check(const KernelSet& set, const SpectrumShape& shape, unsigned threads) {
-    test::Threads pool(threads);
-    Context context{pool, table_};
-    const FloatingPointFft algorithm(&set);
-    const SpectraNeed need = algorithm.spectra_need(shape, threads);
-    const test::FencedScratch scratch(need.bytes(2 * shape.sum));
-    AlignedBufferC memory = scratch.buffer();
-    Spectra& spectra = *algorithm.make_spectra(context, shape, memory);
-    const std::size_t n = spectra.wrap();
-    ASSERT_GE(n, shape.words);
-    ASSERT_EQ(spectra.wrap_sign(), -1);
-    ASSERT_EQ(spectra.bytes(), need.spectrum);
-
-    std::vector<Spectrum> s;
-    std::vector<Words> operand;
-    for (unsigned i = 0; i < 2 * shape.sum; ++i) {
-      const std::size_t length = i % 2           ? 1 + rng_.below(shape.shorter)
-                                 : rng_.below(3) ? n
-                                                 : 1 + rng_.below(n);
-      operand.push_back(rng_.below(4) ? rng_.words(length) : Words(length, ~0u));
-      s.push_back(spectra.carve(memory));
-      spectra.forward(s.back(), operand.back().data(), length);
-    }
-    Natural sum;
-    std::vector<Spectra::Term> terms;
-    Natural modulus(n + 1, 0);
-    modulus[0] = modulus[n] = 1;
-    for (unsigned i = 0; i < shape.sum; ++i) {
-      terms.push_back({&s[2 * i], &s[2 * i + 1], rng_.below(2) != 0});
-      const Natural term = negacyclic(
-          test::multiply(test::stripped(operand[2 * i]), test::stripped(operand[2 * i + 1])), n);
-      sum = test::add(sum, terms[i].negative ? test::subtract(modulus, term) : term);
-    }
-    sum = negacyclic(sum, n);
-    Spectrum result = s[rng_.below(s.size())];
-    spectra.multiply(result, terms);
-    Words out(n + 1, 0xFEEDFACE);
-    const std::size_t count = sum.size() < n ? sum.size() + rng_.below(n - sum.size() + 1) : n;
-    const Word above = spectra.inverse(out.data(), count, result);
-    EXPECT_EQ(out[count], 0xFEEDFACE);
-    out.resize(count);
-    out.push_back(above);
-    EXPECT_EQ(test::stripped(out), sum)
-        << set.name << ", words " << shape.words << ", shorter " << shape.shorter << ", sum "
-        << shape.sum << ", wrap " << n << ", count " << count;
-  }
-};
-
-TEST_F(FftSpectra, SumProductsAndWrap) {
-  for (const KernelSet* set : usable_sets()) {
-    for (std::size_t i = 0; i < test::reps(150); ++i) {
-      const std::size_t words = rng_.size(1500);
-      check(*set, {words, rng_.size(words), 1 + static_cast<unsigned>(rng_.below(3))}, 1);
-    }
-    check(*set, {70000, 20, 2}, 3);
-    check(*set, {45000, 15, 1}, 1);
-  }
-}
-
-TEST_F(FftSpectra, OfValuesNextToTheModulus) {
-  test::Threads pool(1);
-  Context context{pool, table_};
-  for (const KernelSet* set : usable_sets()) {
-    const FloatingPointFft algorithm(set);
-    for (const std::size_t words : {10u, 300u, 45000u}) {
-      const SpectrumShape shape{words, words, 2};
-      const test::FencedScratch scratch(algorithm.spectra_need(shape, 1).bytes(2));
-      AlignedBufferC memory = scratch.buffer();
-      Spectra& spectra = *algorithm.make_spectra(context, shape, memory);
-      const std::size_t n = spectra.wrap();
-      Spectrum one = spectra.carve(memory), x = spectra.carve(memory);
-      const Word unit = 1;
-      const auto inverse_of = [&](Words value, bool negative) {
-        spectra.forward(x, value.data(), value.size());
-        spectra.forward(one, &unit, 1);
-        const Spectra::Term term{&x, &one, negative};
-        spectra.multiply(x, {&term, 1});
-        Words out(n);
-        out.push_back(spectra.inverse(out.data(), n, x));
-        return out;
-      };
-      Words minus_one(n + 1, 0), two(n + 1, 0), most(n, ~0u);
-      minus_one[n] = 1;  // 2^(32 n)
-      two[0] = 2;
-      EXPECT_EQ(inverse_of({1}, true), minus_one) << set->name;
-      EXPECT_EQ(inverse_of(most, true), two) << set->name;  // -(2^(32 n) - 1)
-      EXPECT_EQ(inverse_of({0}, true), Words(n + 1, 0)) << set->name;
-      most.push_back(0);
-      EXPECT_EQ(inverse_of(Words(n, ~0u), false), most) << set->name;
-    }
   }
 }
 

@@ -32,58 +32,91 @@ class HybridTransform : public test::RandomTest {
   static void expect_below(const std::vector<double>& x, double bound) {
     for (const double value : x) ASSERT_LT(std::fabs(value), bound);
   }
+  /// Calls body(loops) for every set of loops that this processor can run.
+  template <typename Body>
+  static void with_loops(const Body& body) {
+    for (const KernelSet& set : kernel_sets()) {
+      if (!set.hybrid || (platform::processor_features() & set.needs) != set.needs) continue;
+      SCOPED_TRACE(set.name);
+      body(*set.hybrid);
+    }
+  }
+  /// a b by a given plan.
+  static void check(const hybrid::Kernels& loops, const hybrid::Plan& plan, unsigned threads,
+                    const Words& a, const Words& b, bool wraps = false) {
+    SCOPED_TRACE(std::to_string(plan.rows()) + " rows, 2^" + std::to_string(plan.log_cols) +
+                 " columns, format " + std::to_string(plan.format));
+    const AlgorithmTable table;
+    test::Threads pool(threads);
+    Context context{pool, table};
+    const hybrid::Need need = hybrid::Transform::need(plan, 1);
+    const std::size_t doubles = plan.plane_doubles();
+    const test::FencedScratch scratch(need.base + need.slot * threads +
+                                      (plan.primes + 1) * carved_bytes<double>(doubles));
+    Carver memory(scratch.buffer());
+    double* planes[hybrid::kMaxPrimes + 1];
+    for (unsigned k = 0; k <= plan.primes; ++k) planes[k] = memory.take<double>(doubles);
+    double* const other = planes[plan.primes];
+    hybrid::Transform transform(context, loops, plan, 1, memory);
+    for (unsigned k = 0; k < plan.primes; ++k) {
+      transform.load(k, planes[k], a.data(), a.size());
+      const double bound = 3.5 * hybrid::fields(loops).field[k].mod.p;
+      for (std::size_t i = 0; i < doubles; ++i)  // between rows lies what lay there
+        ASSERT_FALSE(std::fabs(planes[k][i]) >= bound);
+      transform.load(k, other, b.data(), b.size());
+      const hybrid::PlaneTerm term = {planes[k], other, true, true, false};
+      transform.multiply(k, planes[k], &term, 1);
+    }
+    Words c(a.size() + b.size());
+    transform.store(c.data(), c.size(), planes, wraps ? hybrid::Range::kWraps : transform.range());
+    test::expect_product_modulo_primes(c, a, b);
+  }
   const hybrid::Kernels* const loops_ = kernel_sets().front().hybrid;
 };
 
 TEST_F(HybridTransform, MultipliesInEveryShape) {
-  const AlgorithmTable table;
-  for (unsigned format = 0; format < hybrid::kFormatCount; ++format)
-    for (const unsigned odd : {1u, 3u, 5u, 15u})
-      for (unsigned log_rows = 0; log_rows <= (format == 0 ? 7u : 4u); ++log_rows) {
-        const hybrid::Plan plan(format, odd, log_rows, 6 + static_cast<unsigned>(rng_.below(4)));
-        test::Threads pool(1 + static_cast<unsigned>(rng_.below(3)));
-        Context context{pool, table};
-        const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
-        const Words a = log_rows % 2 ? rng_.words(al) : Words(al, ~0u), b = rng_.words(words - al);
-        const hybrid::Need need = hybrid::Transform::need(plan, 1);
-        const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
-                                          (plan.primes + 1) *
-                                              carved_bytes<double>(plan.plane_doubles()));
-        Carver memory(scratch.buffer());
-        double* planes[hybrid::kMaxPrimes + 1];
-        for (unsigned k = 0; k <= plan.primes; ++k)
-          planes[k] = memory.take<double>(plan.plane_doubles());
-        hybrid::Transform transform(context, *loops_, plan, 1, memory);
-        for (unsigned k = 0; k < plan.primes; ++k) {
-          transform.load(k, planes[k], a.data(), a.size());
-          transform.load(k, planes[plan.primes], b.data(), b.size());
-          const hybrid::PlaneTerm term = {planes[k], planes[plan.primes], true, true, false};
-          transform.multiply(k, planes[k], &term, 1);
+  with_loops([&](const hybrid::Kernels& loops) {
+    for (unsigned format = 0; format < hybrid::kFormatCount; ++format)
+      for (const unsigned odd : {1u, 3u, 5u, 15u})
+        for (unsigned log_rows = 0; log_rows <= (format == 0 ? 8u : 4u); ++log_rows) {
+          const auto lengths = log_rows < 2 ? hybrid::kMaxLogRow - hybrid::kMinLogRow + 1 : 4;
+          const unsigned log_cols = hybrid::kMinLogRow + static_cast<unsigned>(rng_.below(lengths));
+          const hybrid::Plan plan(format, odd, log_rows, log_cols);
+          const std::size_t words = plan.words(), al = 1 + rng_.below(words - 1);
+          check(loops, plan, 1 + static_cast<unsigned>(rng_.below(3)),
+                log_rows % 2 ? rng_.words(al) : Words(al, ~0u), rng_.words(words - al),
+                rng_.below(2) != 0);
         }
-        Words c(words);
-        transform.store(c.data(), words, planes,
-                        rng_.below(2) ? transform.range() : hybrid::Range::kWraps);
-        SCOPED_TRACE(std::to_string(odd) + " * 2^" + std::to_string(log_rows) + " rows, 2^" +
-                     std::to_string(plan.log_cols) + " columns, format " + std::to_string(format));
-        test::expect_product_modulo_primes(c, a, b);
-      }
+  });
 }
 
 TEST_F(HybridTransform, KernelsKeepTheirBounds) {
   // Extreme residues: growth that random data hides shows here.
-  for (const hybrid::Field& f : hybrid::fields(*loops_).field) {
-    const double p = f.mod.p;
-    for (std::size_t i = 0; i < test::reps(20); ++i) {
-      const unsigned log = 10 + i % 2;
-      std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
-      loops_->multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
-      expect_below(x, 1.5 * p);
-      loops_->forward_row(y.data(), &f.row[hybrid::kForward][log], f.mod);
-      expect_below(y, 3.5 * p);
-      loops_->inverse_row(z.data(), &f.row[hybrid::kInverse][log], f.mod);
-      expect_below(z, 2 * p);
+  using namespace hybrid;
+  with_loops([&](const Kernels& loops) {
+    for (const Field& f : fields(loops).field) {
+      const double p = f.mod.p;
+      for (std::size_t i = 0; i < test::reps(20); ++i) {
+        const unsigned log = 10 + i % 2;
+        std::vector<double> x = extreme(3.5 * p), y = extreme(3.5 * p), z = extreme(2 * p);
+        loops.multiply(x.data(), x.data(), y.data(), x.size(), p / 2 - 0.5, f.mod);
+        expect_below(x, 1.5 * p);
+        loops.forward_row(y.data(), &f.row[kForward][log], f.mod);
+        expect_below(y, 3.5 * p);
+        loops.inverse_row(z.data(), &f.row[kInverse][log], f.mod);
+        expect_below(z, 2 * p);
+        for (const unsigned odd : {3u, 5u, 15u}) {  // columns that are a step of odd degree alone
+          constexpr std::size_t kWidth = 16;
+          Tree trees[15];
+          for (Tree& tree : trees) tree.log = 0, tree.half = 1, tree.blocks = nullptr;
+          const Columns inverse = {odd, f.odd_roots[kInverse][odd_index(odd)], trees};
+          std::vector<double> columns(odd * kWidth), plane = extreme(3.5 * p, odd * kWidth);
+          loops.inverse_columns(columns.data(), kWidth, odd, plane.data(), kWidth, &inverse, f.mod);
+          expect_below(columns, 2 * p);
+        }
+      }
     }
-  }
+  });
 }
 
 TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
@@ -138,43 +171,19 @@ TEST_F(HybridTransform, StoresEveryIntegerBelowTheProductOfThePrimes) {
 TEST_F(HybridTransform, LongOperandsUpToTheCapacityOfTheirFormat) {
   // The largest digits there are, of both signs where digits have signs. The last two formats hold
   // more than the memory of most machines.
-  const AlgorithmTable table;
-  test::Threads pool(2);
-  Context context{pool, table};
   for (unsigned format = 0; format < 3; ++format) {
     const hybrid::Format& f = hybrid::kFormats[format];
     const auto n = static_cast<std::size_t>(hybrid::capacity(format) / 4 * f.bytes);
     std::uint64_t points = 0;
     for (unsigned i = 0; hybrid::words_in(f, points) < 2 * n; ++i) points = hybrid::length_at(i);
     const hybrid::Plan plan = hybrid::Plan::of_length(format, points);
-    const hybrid::Need need = hybrid::Transform::need(plan, 1);
-    const test::FencedScratch scratch(need.base + need.slot * pool.threads() +
-                                      (plan.primes + 1) *
-                                          carved_bytes<double>(plan.plane_doubles()));
-    Carver memory(scratch.buffer());
-    hybrid::Transform transform(context, *loops_, plan, 1, memory);
-    double* planes[hybrid::kMaxPrimes + 1];
-    for (unsigned k = 0; k <= plan.primes; ++k)
-      planes[k] = memory.take<double>(plan.plane_doubles());
-    Words a(n, ~0u), b = a, c(2 * n);
+    Words a(n, ~0u), b = a;
     for (std::size_t i = 0; f.balanced && i < n; ++i) {
       a[i] = i % 2 ? 0x80000000u : 0;
       b[i] = i % 2 ? 0x7FFFFFFFu : ~0u;
     }
-    for (const bool opposite : {false, true}) {
-      if (opposite && !f.balanced) break;
-      const Words& other = opposite ? b : a;
-      for (unsigned k = 0; k < plan.primes; ++k) {
-        double* const last = planes[plan.primes];
-        transform.load(k, planes[k], a.data(), n);
-        transform.load(k, last, other.data(), n);
-        const hybrid::PlaneTerm term = {planes[k], last, true, true, false};
-        transform.multiply(k, planes[k], &term, 1);
-      }
-      transform.store(c.data(), 2 * n, planes, transform.range());
-      SCOPED_TRACE("format " + std::to_string(format));
-      test::expect_product_modulo_primes(c, a, other);
-    }
+    check(*loops_, plan, 2, a, a);
+    if (f.balanced) check(*loops_, plan, 2, a, b);
   }
 }
 

@@ -20,7 +20,6 @@ namespace {
 
 using test::FencedScratch;
 using test::OwnedFloat;
-using test::ReferenceTransforms;
 
 /// Operations with exact scratch, exact products to check them by.
 class Operations {
@@ -101,25 +100,18 @@ class Operations {
   Context& context_;
 };
 
-/// Multipliers: the program's own, and references that wrap around at any length.
-struct Multiplier {
-  explicit Multiplier(int sign) : reference(sign) {
-    reference_table.add(std::uint64_t{1} << 30, &reference);
-  }
-  ReferenceTransforms reference;
-  AlgorithmTable reference_table;
-};
-
 class Newton : public test::ArithmeticTest, public ::testing::WithParamInterface<int> {
  protected:
+  Newton() { reference_table_.add(std::uint64_t{1} << 30, &reference_); }
   /// 0, or the sign of the wrap-around.
   Context& context() { return GetParam() == 0 ? context_ : wrapping_; }
   OwnedFloat number(std::size_t words, bool positive = true) {
     return OwnedFloat(rng_.words(words), static_cast<std::int64_t>(rng_.below(19)) - 9, positive);
   }
 
-  Multiplier multiplier_{GetParam() < 0 ? -1 : 1};
-  Context wrapping_{context_.threads, multiplier_.reference_table};
+  test::ReferenceTransforms reference_{GetParam() < 0 ? -1 : 1, 5};
+  AlgorithmTable reference_table_;
+  Context wrapping_{context_.threads, reference_table_};
 };
 
 std::string sign_name(const ::testing::TestParamInfo<int>& info) {
@@ -137,16 +129,10 @@ TEST_P(Newton, EveryShortPrecision) {
     operations.check_quotients(a, b, p);
     operations.check_word_root(p % 3 ? static_cast<Word>(rng_.size(~0u - 1u)) : ~0u, p);
     operations.check_roots(number(rng_.size(2 * p)), 2, p);
+    const auto degree = static_cast<std::uint32_t>(3 + p % 5);
+    const bool positive = degree % 2 == 0 || rng_.below(2) == 0;
+    if (p <= 60) operations.check_roots(number(rng_.size(2 * p), positive), degree, p);
   }
-}
-
-TEST_P(Newton, RootsOfEveryDegree) {
-  Operations operations(context());
-  for (std::uint32_t degree = 3; degree <= 7; ++degree)
-    for (std::size_t p = 1; p <= 60; p += 1 + p / 8) {
-      const OwnedFloat a = number(rng_.size(2 * p), degree % 2 == 0 || rng_.below(2) == 0);
-      operations.check_roots(a, degree, p);
-    }
 }
 
 TEST_P(Newton, ExtremeOperands) {
@@ -229,15 +215,15 @@ TEST_P(NewtonWrapping, FindsFaultsOfTransforms) {
   OwnedFloat r(newton_result_words(30));
   a.T[0] |= 1;
   FencedScratch scratch(root_scratch(context(), 30));
-  std::size_t& made = multiplier_.reference.products;
+  std::size_t& made = reference_.products;
   const auto every_product = [&](const std::function<void()>& operation) {
-    multiplier_.reference.fault = made = 0;
+    reference_.fault = made = 0;
     operation();
     const std::size_t all = made;
     EXPECT_GT(all, 4u);
     for (std::size_t nth = 1; nth <= all; ++nth) {
       made = 0;
-      multiplier_.reference.fault = nth;
+      reference_.fault = nth;
       EXPECT_THROW(operation(), AlgorithmFailedException) << nth << " of " << all;
     }
   };

@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "arith/multiply/algorithm.h"
-#include "arith/multiply/hybrid/hybrid_format.h"
+#include "arith/multiply/fft/fft.h"
 #include "arith/multiply/hybrid/hybrid_ntt.h"
-#include "arith/multiply/hybrid/hybrid_plan.h"
 #include "arith/multiply/ntt64/ntt64.h"
 #include "foundation/exceptions.h"
 #include "platform/processor.h"
@@ -21,23 +20,19 @@
 namespace nmp {
 namespace {
 
+using test::Natural;
 using test::Words;
 
 const AlgorithmTable kNoTable;
 
-struct Method {
-  std::string name;
-  const Algorithm* algorithm;
-};
-
-const std::vector<Method>& methods() {
-  static const std::vector<Method> all = [] {
-    std::vector<Method> list;
-    static std::vector<std::unique_ptr<HybridNtt>> hybrids;
+/// All that have transforms, with every set of loops that this machine runs.
+const std::vector<std::unique_ptr<Algorithm>>& algorithms() {
+  static const std::vector<std::unique_ptr<Algorithm>> all = [] {
+    std::vector<std::unique_ptr<Algorithm>> list;
     for (const KernelSet& set : kernel_sets()) {
-      if ((platform::processor_features() & set.needs) != set.needs || !set.hybrid) continue;
-      hybrids.push_back(std::make_unique<HybridNtt>(&set));
-      list.push_back({std::string("HNT ") + set.name, hybrids.back().get()});
+      if ((platform::processor_features() & set.needs) != set.needs) continue;
+      if (set.hybrid) list.push_back(std::make_unique<HybridNtt>(&set));
+      if (set.fft) list.push_back(std::make_unique<FloatingPointFft>(&set));
     }
     return list;
   }();
@@ -54,47 +49,11 @@ Words product(const Words& a, const Words& b) {
                               [&](auto... x) { ntt64().multiply(context, x...); });
 }
 
-/// A residue modulo 2^(32 n) - sign, in n words and one above them.
-class Residue {
- public:
-  Residue(std::size_t n, int sign) : words_(n + 1, 0), sign_(sign) {}
-  /// *this += x, or -= x.
-  void add(const Words& x, bool negative) {
-    const std::size_t n = words_.size() - 1;
-    for (std::size_t at = 0, turn = 0; at < x.size(); at += n, ++turn) {
-      const bool minus = negative != (sign_ < 0 && turn % 2 == 1);
-      for (std::size_t i = 0; i < n && at + i < x.size(); ++i) add_word(i, x[at + i], minus);
-    }
-  }
-  /// n words, or n + 1 for 2^(32 n) where the sign is -1.
-  Words value() const {
-    Words v(words_.begin(), words_.end());
-    if (sign_ > 0 && std::all_of(v.begin(), v.end() - 1, [](Word w) { return w == ~0u; }))
-      std::fill(v.begin(), v.end(), 0);
-    return v;
-  }
-
- private:
-  void add_word(std::size_t at, Word word, bool minus) {
-    const std::size_t n = words_.size() - 1;
-    while (word != 0) {
-      const Word old = words_[at];
-      words_[at] = minus ? old - word : old + word;
-      word = minus ? old < word : words_[at] < old;
-      if (++at == n) {  // the carry stands for 2^(32 n), that is for the sign
-        at = 0;
-        if (sign_ < 0) minus = !minus;
-      }
-    }
-  }
-  Words words_;
-  int sign_;
-};
-
 class SpectrumTest : public test::RandomTest {
  protected:
-  Words operand(std::size_t most) {
-    switch (rng_.below(8)) {
+  /// What sums and wraps find hardest, in at most `most` words of a plan with `wrap` words.
+  Words operand(std::size_t most, std::size_t wrap, int sign) {
+    switch (rng_.below(9)) {
       case 0:
         return Words(most, ~0u);
       case 1: {
@@ -107,7 +66,14 @@ class SpectrumTest : public test::RandomTest {
       case 3:
         return Words(rng_.size(most), 0x80000001u);
       case 4:
-        return {};
+        return Words(rng_.below(2), 1);
+      case 5:
+        if (most == wrap && wrap > 1) {  // -x for a short x: as many wraps as there can be
+          Words a = test::difference({}, rng_.words(rng_.size(wrap - 1)), wrap, sign);
+          a.resize(wrap);
+          return a;
+        }
+        [[fallthrough]];
       default:
         return rng_.words(rng_.below(2) ? most : rng_.size(most));
     }
@@ -140,27 +106,30 @@ class Plans {
 
 TEST_F(SpectrumTest, SumsOfProductsAreWhatPlainProductsGive) {
   for (std::size_t rep = test::reps(300); rep-- != 0;) {
-    for (const Method& method : methods()) {
+    for (const auto& algorithm : algorithms()) {
       const unsigned threads = 1 + static_cast<unsigned>(rng_.below(3));
-      const std::size_t words = rng_.size(rep % 32 == 0 ? 300000 : 5000);
+      std::size_t words = rng_.size(rep % 32 == 0 ? 300000 : 5000);
+      if (rng_.below(2)) words = algorithm->spectra_need({words, words, 2}, threads).wrap;
       const SpectrumShape shape = {words, rng_.below(4) ? words : rng_.size(words),
                                    1 + static_cast<unsigned>(rng_.below(4))};
-      SCOPED_TRACE(method.name + ": " + std::to_string(words) + " words, sums of " +
-                   std::to_string(shape.sum) + ", threads: " + std::to_string(threads));
+      SCOPED_TRACE(std::string(algorithm->id) + ": " + std::to_string(words) + " words, shorter " +
+                   std::to_string(shape.shorter) + ", sums of " + std::to_string(shape.sum) +
+                   ", threads: " + std::to_string(threads));
       constexpr std::size_t kSpectra = 4;
-      Plans plans(*method.algorithm, threads, shape, kSpectra + 1);
+      Plans plans(*algorithm, threads, shape, kSpectra + 1);
       Spectra& plan = *plans.plan;
       const std::size_t n = plan.wrap();
+      const int sign = plan.wrap_sign();
       ASSERT_GE(n, words);
       std::vector<Words> value(kSpectra);
       const auto transform = [&](std::size_t i) {
         // No product of two with even numbers may be longer than planned.
-        value[i] = operand(i % 2 == 0 ? std::min(shape.shorter, n) : n);
+        value[i] = operand(i % 2 == 0 ? std::min(shape.shorter, n) : n, n, sign);
         plan.forward(plans.spectrum[i], value[i].data(), value[i].size());
       };
       for (std::size_t i = 0; i < kSpectra; ++i) transform(i);
       for (int turn = 0; turn < 3; ++turn) {
-        Residue expected(n, plan.wrap_sign());
+        Natural sums[2];
         std::vector<Spectra::Term> terms(1 + rng_.below(shape.sum));
         std::size_t target = kSpectra;
         for (Spectra::Term& t : terms) {
@@ -169,65 +138,23 @@ TEST_F(SpectrumTest, SumsOfProductsAreWhatPlainProductsGive) {
           t = {&plans.spectrum[i], &plans.spectrum[j], rng_.below(2) == 1};
           if (rng_.below(2)) std::swap(t.a, t.b);
           if (rng_.below(4) == 0) target = rng_.below(2) ? i : j;
-          expected.add(product(value[i], value[j]), t.negative);
+          sums[t.negative] = test::add(sums[t.negative], product(value[i], value[j]));
         }
+        Natural expected = test::difference(sums[0], sums[1], n, sign);
+        // All words, or few of a value that is known to be short.
+        const std::size_t least = std::max<std::size_t>(expected.size(), 1);
+        const std::size_t count = least < n ? least + rng_.below(n - least + 1) : n;
         Spectrum s = plans.spectrum[target];
         plan.multiply(s, terms);
-        Words out(n + 2, 0xFEEDFACE);
-        const Word above = plan.inverse(out.data() + 1, n, s);
+        Words out(count + 2, 0xFEEDFACE);
+        const Word above = plan.inverse(out.data() + 1, count, s);
         ASSERT_EQ(out.front(), 0xFEEDFACE);
         ASSERT_EQ(out.back(), 0xFEEDFACE);
         out.erase(out.begin());
-        out[n] = above;
-        ASSERT_EQ(out, expected.value());
+        out[count] = above;
+        expected.resize(count + 1);
+        ASSERT_EQ(out, expected) << count << " of " << n << " words";
         if (target < kSpectra) transform(target);
-      }
-    }
-  }
-}
-
-TEST_F(SpectrumTest, FewWordsOfAValueThatIsKnownToBeShort) {
-  for (std::size_t rep = test::reps(100); rep-- != 0;) {
-    for (const Method& method : methods()) {
-      const unsigned threads = 1 + static_cast<unsigned>(rng_.below(2));
-      const std::size_t words = 3 + rng_.size(rep % 16 == 0 ? 300000 : 3000);
-      SCOPED_TRACE(method.name + ": " + std::to_string(words));
-      Plans plans(*method.algorithm, threads, {words, words, 2}, 3);
-      Spectra& plan = *plans.plan;
-      const std::size_t n = plan.wrap(), count = 4 + rng_.below(n - 4);
-      // (-x)(-y), and (x + 1) x - x x: as many wraps as there can be.
-      const Words x = operand(count / 2 + 1), y = operand(count - count / 2 - 1);
-      const auto minus = [&](const Words& v) {
-        Residue r(n, plan.wrap_sign());
-        r.add(v, true);
-        Words negated = r.value();
-        negated.resize(n);
-        return negated;
-      };
-      for (const bool difference : {false, true}) {
-        Residue expected(n, plan.wrap_sign());
-        std::vector<Spectra::Term> terms;
-        auto& s = plans.spectrum;
-        if (difference) {
-          const Words a = operand(n);
-          plan.forward(s[0], a.data(), n == a.size() ? n : a.size());
-          plan.forward(s[1], x.data(), x.size());
-          terms = {{&s[0], &s[1]}, {&s[0], &s[1], true}};
-        } else {
-          const Words a = minus(x), b = minus(y);
-          plan.forward(s[0], a.data(), n);
-          plan.forward(s[1], b.data(), n);
-          terms = {{&s[0], &s[1]}};
-          expected.add(product(x, y), false);
-        }
-        plan.multiply(s[2], terms);
-        Words out(count + 1, 0xFEEDFACE);
-        EXPECT_EQ(plan.inverse(out.data(), count, s[2]), 0u);
-        ASSERT_EQ(out.back(), 0xFEEDFACE);
-        out.resize(count);
-        Words exact = expected.value();
-        exact.resize(count);
-        ASSERT_EQ(out, exact);
       }
     }
   }
@@ -235,10 +162,10 @@ TEST_F(SpectrumTest, FewWordsOfAValueThatIsKnownToBeShort) {
 
 TEST_F(SpectrumTest, TakesNothingWhereMemoryIsShort) {
   test::Threads one(1);
-  for (const Method& method : methods()) {
-    SCOPED_TRACE(method.name);
+  for (const auto& algorithm : algorithms()) {
+    SCOPED_TRACE(algorithm->id);
     AlgorithmTable table;
-    table.add(100000, method.algorithm);
+    table.add(100000, algorithm.get());
     Context context{one, table};
     const SpectrumShape shape = {1000, 1000, 1};
     const SpectraNeed need = spectra_need(context, shape);
@@ -252,7 +179,7 @@ TEST_F(SpectrumTest, TakesNothingWhereMemoryIsShort) {
     context.longest_product = 1000;
     EXPECT_NE(make_spectra(context, shape, 2, memory), nullptr);
     AlignedBufferC half = memory.spawn(64);
-    EXPECT_THROW(method.algorithm->make_spectra(context, shape, half), BufferTooSmallException);
+    EXPECT_THROW(algorithm->make_spectra(context, shape, half), BufferTooSmallException);
   }
 }
 

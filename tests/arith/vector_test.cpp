@@ -4,8 +4,8 @@
 
 #include <cmath>
 
+#include "arith/kernels/kernel_set.h"
 #include "arith/multiply/vector/vector_transform.h"
-#include "arith/multiply/vector/vst.h"
 #include "foundation/exceptions.h"
 #include "platform/processor.h"
 #include "support/products.h"
@@ -159,13 +159,6 @@ TEST_F(Vector, TakesProductsUpToItsLimitAndNoLonger) {
       EXPECT_LE(plan.rows(i) * plan.width[i] * (i == 0 ? plan.primes() : 1), std::size_t{1} << 16);
     const double bytes = static_cast<double>(plan.plane_doubles()) * 15 * 8;
     EXPECT_LT(bytes / (4 * static_cast<double>(longest)), 3.01);
-    const AlgorithmTable table;
-    test::Threads pool(1);
-    Context context{pool, table};
-    Word word = 1;
-    EXPECT_THROW(vector_transform().multiply(context, &word, &word, static_cast<std::size_t>(half),
-                                             &word, static_cast<std::size_t>(half) + 1, {}),
-                 LimitExceededException);
   }
 }
 

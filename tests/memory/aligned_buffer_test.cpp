@@ -12,23 +12,6 @@ using test::expect_too_small;
 
 alignas(64) unsigned char memory[512];
 
-TEST(AlignedBuffer, CutsPiecesOffTheFront) {
-  AlignedBufferC buffer(memory, 512);
-  const auto at = [](const void* p) { return static_cast<const unsigned char*>(p) - memory; };
-  const AlignedBufferC first = buffer.spawn(128), second = buffer.spawn_words(16);
-  EXPECT_EQ(at(first.ptr()), 0);
-  EXPECT_EQ(first.bytes(), 128u);
-  EXPECT_EQ(at(second.ptr()), 128);
-  EXPECT_EQ(second.bytes(), 64u);
-  EXPECT_EQ(at(buffer.carve<std::uint64_t>(9)), 192);
-  EXPECT_EQ(buffer.bytes(), 192u) << "72 bytes take two lines";
-  AlignedBufferC copy = buffer;
-  EXPECT_EQ(copy.extract_aligned().bytes(), 192u);
-  EXPECT_EQ(copy.bytes(), 0u);
-  EXPECT_EQ(buffer.spawn64(192).bytes(), 192u) << "what a copy took is free again";
-  EXPECT_EQ(buffer.bytes(), 0u);
-}
-
 TEST(AlignedBuffer, Refusals) {
   const auto refuse = [](const char* function, const char* message, auto body) {
     expect_fault<InvalidParametersException>(std::string("AlignedBufferC::") + function, message,

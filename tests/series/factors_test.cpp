@@ -6,19 +6,19 @@
 #include <cmath>
 #include <map>
 
-#include "series/cubic_sample.h"
+#include "arith/hash61.h"
+#include "series/polynomial_samples.h"
 #include "support/random.h"
 #include "support/reference.h"
 
 namespace nmp::BinarySplitting {
 namespace {
 
-using test_samples::kEighths;
-using test_samples::kQuarters;
-using test_samples::kSixths;
-using test_samples::kTwelfths;
+using namespace test_samples;
 
-constexpr const PolynomialTerms* kShapes[] = {&kSixths, &kQuarters, &kTwelfths, &kEighths};
+constexpr const PolynomialTerms* kShapes[] = {&kSixths, &kQuarters, &kTwelfths, &kEighths,
+                                              &kOddNumbers};
+constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
 
 /// Factors p of the product at k that q has a part in.
 unsigned factors_of(const FormProduct& product, std::uint64_t q, std::uint64_t k) {
@@ -60,7 +60,8 @@ TEST_F(FactorsTest, CommonFactorsAreThePairsAcrossTheCut) {
     const CommonFactors factors(terms.Q, terms.R);
     for (std::size_t rep = 0; rep < test::reps(60); ++rep) {
       const std::uint64_t a = rep % 3 == 0 ? rng_.below(40) : rng_.below(std::uint64_t{1} << 40);
-      const std::uint64_t m = a + rng_.size(110), b = m + rng_.size(110);
+      const std::uint64_t most = rep % 20 == 0 ? kBlock / 2 : 110;
+      const std::uint64_t m = a + rng_.size(most), b = m + rng_.size(most);
       test::Natural expected{1};
       for (const auto& [p, e] : paired(terms, a, m, b))
         for (unsigned i = 0; i < e; ++i)
@@ -74,47 +75,7 @@ TEST_F(FactorsTest, CommonFactorsAreThePairsAcrossTheCut) {
   }
 }
 
-TEST_F(FactorsTest, OddNumbersShareTheFactorsOfTheirLeastCommonMultiples) {
-  const FormProduct odd_number{1, {{{2, -1}}}};
-  const CommonFactors factors(odd_number, odd_number);
-  constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
-  const auto has_multiple = [](std::uint64_t q, std::uint64_t a, std::uint64_t b) {
-    std::uint64_t k = a + 1;
-    while (k <= b && (2 * k + 1) % q != 0) ++k;
-    return k <= b;
-  };
-  for (std::size_t rep = 0; rep < test::reps(60); ++rep) {
-    const bool whole = rep % 4 == 0;
-    const std::uint64_t a =
-        rep % 3 == 0 ? rep / 12 * kBlock : rng_.below(std::uint64_t{1} << 30) * kBlock;
-    const std::uint64_t m = a + (whole ? kBlock / 2 : rng_.size(kBlock / 2));
-    const std::uint64_t b = m + (whole ? kBlock / 2 : rng_.size(kBlock / 2));
-    test::Natural expected{1};
-    for (std::uint32_t p = 3; p <= b - a; p += 2) {
-      bool prime = true;
-      for (std::uint32_t d = 3; d * d <= p; d += 2) prime = prime && p % d != 0;
-      for (std::uint64_t q = p; prime && q <= b - a; q *= p)
-        if (has_multiple(q, a, m) && has_multiple(q, m, b))
-          expected = test::multiply(expected, {p});
-    }
-    const FactorList list = factors.common(a, m, b);
-    Word words[2 * FactorList::kMost];
-    ASSERT_EQ(test::natural(words, list.expand(words)), expected) << a << " " << m << " " << b;
-    double bits = 0;  // of all merges of the block
-    for (std::uint64_t n = 2; n <= kBlock; n *= 2)
-      for (std::uint64_t at = a; at < a + kBlock; at += n) {
-        const FactorList dropped = factors.common(at, at + n / 2, at + n);
-        for (const std::uint64_t factor : dropped.factors())
-          bits += std::log2(static_cast<double>(factor));
-      }
-    const double least = factors.least_dropped_bits(a, a + kBlock);
-    ASSERT_LE(least, bits + 1e-3) << a;
-    ASSERT_GT(least, 0.85 * bits) << a;
-  }
-}
-
 TEST_F(FactorsTest, TheBoundStaysCloselyBelowWhatIsDropped) {
-  constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
   for (const PolynomialTerms* shape : kShapes) {
     const PolynomialTerms& terms = *shape;
     const CommonFactors factors(terms.Q, terms.R);
@@ -145,7 +106,6 @@ TEST_F(FactorsTest, AFullListTakesNoMore) {
 }
 
 TEST_F(FactorsTest, CutsLeaveWholeBlocks) {
-  constexpr std::uint64_t kBlock = CommonFactors::kMostTerms;
   for (std::size_t rep = 0; rep < test::reps(2000); ++rep) {
     const std::uint64_t a = rng_.below(50) * kBlock, b = a + 1 + rng_.size(20000);
     const std::uint64_t near = a + rng_.below(b - a);

@@ -8,7 +8,7 @@
 #include "series/last_merge.h"
 #include "support/arithmetic.h"
 #include "support/faults.h"
-#include "support/reference_spectra.h"
+#include "support/reference_transforms.h"
 
 namespace nmp::BinarySplitting::CommonP2B3 {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 using test::FencedScratch;
 using Owned = test::Owned<ExactFloat>;
 
-constexpr MergeWay kWays[] = {MergeWay::kPlain, MergeWay::kShared, MergeWay::kSummed};
+constexpr MergeWay kWays[] = {MergeWay::kShared, MergeWay::kSummed};  // besides the plain one
 
 /// One of the six operands: a value without a place.
 struct Operand {
@@ -47,7 +47,7 @@ Words lengths(const Range& range) { return {range.P.L, range.Q.L, range.R.L}; }
 
 class MergeTest : public test::ArithmeticTest {
  protected:
-  MergeTest() { table_.add(std::size_t{1} << 20, &algorithm_); }
+  MergeTest() { table_.add(std::size_t{1} << 20, &reference_); }
 
   Operand number(std::size_t words) { return {rng_.words(words), 0, rng_.below(2) == 0}; }
   /// kUsual: as the recursion makes them, R shorter than Q. kClose: with summands of P of about the
@@ -91,7 +91,7 @@ class MergeTest : public test::ArithmeticTest {
   }
   void expect_ways_agree(Context& context, bool needs_R, std::size_t kept) {
     const Range plain = merged(context, MergeWay::kPlain, needs_R, kept);
-    for (const MergeWay way : {MergeWay::kShared, MergeWay::kSummed}) {
+    for (const MergeWay way : kWays) {
       const Range other = merged(context, way, needs_R, kept);
       expect_same(other.P, plain.P, "P");
       expect_same(other.Q, plain.Q, "Q");
@@ -100,8 +100,7 @@ class MergeTest : public test::ArithmeticTest {
     keep_.clear();
   }
 
-  test::ReferencePlans plans_;
-  test::ReferenceAlgorithm algorithm_{plans_};
+  test::ReferenceTransforms reference_{1, 1};
   AlgorithmTable table_;
   Context slow_{arithmetic_.context.threads, table_};
   Operand left_[3], right_[3];
@@ -114,8 +113,8 @@ TEST_F(MergeTest, AllWaysAgree) {
     const std::size_t most = 350 + rng_.size(real ? 4000 : 600);
     draw(most, static_cast<Kind>(rng_.below(3)));
     const std::size_t kept = rng_.below(3) == 0 ? 16 + rng_.size(2 * most) : 10000;
-    plans_.extra_words = rng_.below(3);
-    plans_.wrap_sign = rng_.below(2) == 0 ? 1 : -1;
+    reference_.unit = rng_.size(5);
+    reference_.wrap_sign = rng_.below(2) == 0 ? 1 : -1;
     expect_ways_agree(real ? context_ : slow_, rng_.below(2) == 0, kept);
     ASSERT_FALSE(HasFailure()) << "lengths up to " << most << ", kept " << kept;
   }
@@ -168,38 +167,33 @@ TEST_F(MergeTest, ScratchDecidesTheWay) {
     range[2] = number(181);
   }
   merged(slow_, MergeWay::kPlain, true, 10000);
-  EXPECT_EQ(plans_.made, 0u);
+  EXPECT_EQ(reference_.made, 0u);
   merged(slow_, MergeWay::kShared, true, 10000);
-  EXPECT_EQ(plans_.made, 1u);
-  EXPECT_EQ(plans_.made_with_sums, 0u);
+  EXPECT_EQ(reference_.made, 1u);
+  EXPECT_EQ(reference_.made_with_sums, 0u);
   merged(slow_, MergeWay::kSummed, true, 10000);
-  EXPECT_EQ(plans_.made_with_sums, 1u);
+  EXPECT_EQ(reference_.made_with_sums, 1u);
   // Truncated products are never summed, and a limit on products holds for plans as well.
   merged(slow_, MergeWay::kSummed, true, 300);
-  EXPECT_EQ(plans_.made_with_sums, 1u);
-  EXPECT_EQ(plans_.made, 3u);
+  EXPECT_EQ(reference_.made_with_sums, 1u);
+  EXPECT_EQ(reference_.made, 3u);
   slow_.longest_product = 300;
   EXPECT_EQ(merge_bytes(slow_, {400, 400, 240}, {400, 400, 240}, true, MergeWay::kShared), 0u);
   merged(slow_, MergeWay::kSummed, true, 10000);
-  EXPECT_EQ(plans_.made, 3u);
+  EXPECT_EQ(reference_.made, 3u);
 }
 
 TEST_F(MergeTest, ResiduesCatchFaults) {
   for (const MergeWay way : kWays) {
     draw(400, kUsual);
-    const auto refuse = [&] {
-      test::expect_fault<AlgorithmFailedException>(
-          way == MergeWay::kPlain ? "multiply()" : "merge()",
-          "Multiplication Failed: Checksum Mismatch", [&] { merged(slow_, way, true, 10000); });
-    };
-    if (way == MergeWay::kPlain) continue;  // its products check themselves
-    plans_.spoil = true;
-    refuse();
-    plans_.spoil = false;
+    reference_.fault = reference_.products + 1;
+    test::expect_fault<AlgorithmFailedException>("merge()",
+                                                 "Multiplication Failed: Checksum Mismatch",
+                                                 [&] { merged(slow_, way, true, 10000); });
     EXPECT_NO_THROW(merged(slow_, way, true, 10000));
   }
   // An operand that is no longer what its residue says, each in turn.
-  for (const MergeWay way : {MergeWay::kShared, MergeWay::kSummed}) {
+  for (const MergeWay way : kWays) {
     for (const int broken : {0, 1, 4}) {
       Operands operands(left_, right_, 8192);
       Range& range = broken < 3 ? operands.left_ : operands.right_;

@@ -1,31 +1,25 @@
 // Leaves, exact division, and whole sums that drop common factors against sums that do not.
 #include <gtest/gtest.h>
 
+#include "arith/hash61.h"
 #include "foundation/exceptions.h"
-#include "foundation/progress.h"
-#include "series/common_p2b3.h"
-#include "series/cubic_sample.h"
 #include "series/exact_division.h"
+#include "series/polynomial_samples.h"
+#include "series/polynomial_series.h"
 #include "series/reduce.h"
-#include "support/arithmetic.h"
-#include "support/random.h"
-#include "support/reference.h"
+#include "series/sum_test.h"
 
 namespace nmp::BinarySplitting {
 namespace {
 
 using test::Natural;
 using test::Number;
-using test_samples::CubicSample;
 using test_samples::kQuarters;
 using test_samples::kSixths;
 
 constexpr const PolynomialTerms* kShapes[] = {&kSixths, &kQuarters, &test_samples::kTwelfths,
                                               &test_samples::kEighths};
 
-Number small(std::uint64_t x) {
-  return test::number(false, {static_cast<Word>(x), static_cast<Word>(x >> 32)}, 0);
-}
 Number value(const FormProduct& product, std::uint64_t k) {
   Number x = small(product.constant);
   for (const LinearForm& form : product.forms())
@@ -45,20 +39,21 @@ std::uint64_t residue(const Number& x) {
   return x.negative ? hash61::negate(h) : h;
 }
 
-class ReduceTest : public test::ArithmeticTest {
- protected:
-  struct Sum {
-    Number numerator, denominator;
-  };
-  Sum sum(const Series& series, std::size_t target) {
-    CommonP2B3::PSR_SeriesS run(context_, series, target);
-    test::OwnedFloat n(run.result_words()), d(run.result_words());
-    test::FencedScratch scratch(run.scratch_bytes());
-    NoProgress quiet;
-    run.run(n, d, quiet, scratch.buffer());
-    return {test::value(n), test::value(d)};
+/// Drops common factors, or does not, however few its terms are.
+class Sample : public PolynomialSeries {
+ public:
+  Sample(const PolynomialTerms& shape, std::uint64_t n, bool drops = true)
+      : PolynomialSeries(shape, n, drops ? 0 : ~std::uint64_t{0}) {
+    coefQ = 3;
   }
+  void leaf(std::uint64_t a, std::uint64_t b, bool drops, Leaf& leaf) const override {
+    PolynomialSeries::leaf(a, b, drops, leaf);
+    if (a < broken_term && broken_term <= b) leaf.Q.limbs[0] ^= 4;
+  }
+  std::uint64_t broken_term = 0;
 };
+
+class ReduceTest : public SumTest {};
 
 TEST_F(ReduceTest, DivisionUndoesMultiplication) {
   for (std::size_t rep = 0; rep < test::reps(3000); ++rep) {
@@ -110,10 +105,8 @@ TEST_F(ReduceTest, LeavesAreTheSumsOfTheirTerms) {
 TEST_F(ReduceTest, SumsKeepTheirRatioInFewerWords) {
   for (const PolynomialTerms& terms : {kSixths, kQuarters}) {
     for (const std::uint64_t n : {1u, 16u, 17u, 300u, 512u, 513u, 1100u, 2500u}) {
-      CubicSample series(terms, n);
-      const Sum reduced = sum(series, 9000);
-      series.drops = false;
-      const Sum plain = sum(series, 9000);
+      const Fraction reduced = sum(Sample(terms, n), 9000),
+                     plain = sum(Sample(terms, n, false), 9000);
       ASSERT_EQ(multiply(reduced.numerator, plain.denominator),
                 multiply(plain.numerator, reduced.denominator))
           << n;
@@ -124,30 +117,24 @@ TEST_F(ReduceTest, SumsKeepTheirRatioInFewerWords) {
 }
 
 TEST_F(ReduceTest, TruncatedSumsKeepTheirPrecision) {
-  CubicSample series(kSixths, 5000);
-  const Sum exact = sum(series, 20000);
-  const auto mag = [](const Number& x) {
-    return x.exp + static_cast<std::int64_t>(x.words.size());
-  };
+  Sample series(kSixths, 5000);
+  const Fraction exact = sum(series, 20000);
   // The shortest of these are too short for whole blocks and drop nothing.
   for (const std::size_t target : {300u, 1000u, 1700u, 2500u, 6000u}) {
-    const Sum cut = sum(series, target);
-    const Number left = multiply(cut.numerator, exact.denominator);
-    const Number error = add(left, test::negated(multiply(exact.numerator, cut.denominator)));
-    EXPECT_LT(mag(error) - mag(left), -static_cast<std::int64_t>(target)) << target;
+    expect_close(sum(series, target), exact, target);
   }
 }
 
 TEST_F(ReduceTest, ModularCheckCatchesFaults) {
   for (const std::uint64_t broken : {1u, 700u, 1500u}) {
-    CubicSample series(kSixths, 1500);
+    Sample series(kSixths, 1500);
     series.broken_term = broken;
     EXPECT_THROW(sum(series, 9000), BSRModularCheckFailedException) << "term " << broken;
   }
   // Factors of another series: they do not divide these products.
-  class Wrong : public CubicSample {
+  class Wrong : public Sample {
    public:
-    Wrong() : CubicSample(kSixths, 600), others_(kQuarters.Q, kQuarters.R) {}
+    Wrong() : Sample(kSixths, 600), others_(kQuarters.Q, kQuarters.R) {}
     const CommonFactors* factors() const override { return &others_; }
 
    private:
@@ -155,7 +142,7 @@ TEST_F(ReduceTest, ModularCheckCatchesFaults) {
   };
   EXPECT_THROW(sum(Wrong(), 9000), BSRModularCheckFailedException);
   // A number that was damaged between two merges.
-  CubicSample series(kSixths, 64);
+  Sample series(kSixths, 64);
   Leaf leaf;
   CommonP2B3::Range ranges[2];
   std::vector<Word> words(6 * 200);

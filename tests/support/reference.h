@@ -65,6 +65,28 @@ inline Natural multiply(const Natural& a, const Natural& b) {
   return stripped(c);
 }
 
+/// 2^(32 n) - sign, sign being 1 or -1.
+inline Natural modulus(std::size_t n, int sign) {
+  const Natural power = shifted({1}, n);
+  return sign > 0 ? subtract(power, {1}) : add(power, {1});
+}
+/// x modulo 2^(32 n) - sign.
+inline Natural reduced(const Natural& x, std::size_t n, int sign) {
+  const Natural m = modulus(n, sign);
+  Natural r;
+  for (std::size_t at = (x.size() / n + 1) * n; at >= n; at -= n) {  // r = part + sign r, from top
+    const std::size_t first = std::min(x.size(), at - n), last = std::min(x.size(), at);
+    const Natural part = natural(x.data() + first, last - first);
+    r = add(part, sign > 0 ? r : subtract(m, r));
+    while (compare(r, m) >= 0) r = subtract(r, m);
+  }
+  return r;
+}
+/// plus - minus modulo 2^(32 n) - sign.
+inline Natural difference(const Natural& plus, const Natural& minus, std::size_t n, int sign) {
+  return reduced(add(plus, subtract(modulus(n, sign), reduced(minus, n, sign))), n, sign);
+}
+
 /// A signed number at a word position, in its one shortest form.
 struct Number {
   bool negative = false;
