@@ -287,21 +287,6 @@ Word lshift(Word* c, const Word* a, std::size_t n, unsigned bits) {
   return out;
 }
 
-Word rshift(Word* c, const Word* a, std::size_t n, unsigned bits) {
-  if (n == 0) return 0;
-  const Word out = (a[0] << 1) << (kWordBits - 1 - bits);
-  std::size_t i = 0;
-  for (; n - i > kLimbWords; i += kLimbWords) {
-    const Limb above = (Limb{a[i + kLimbWords]} << 1) << (kLimbBits - 1 - bits);
-    store(c + i, (load(a + i) >> bits) | above);
-  }
-  for (; i < n; ++i) {
-    const Word above = i + 1 < n ? (a[i + 1] << 1) << (kWordBits - 1 - bits) : 0;
-    c[i] = (a[i] >> bits) | above;
-  }
-  return out;
-}
-
 int compare(const Word* a, const Word* b, std::size_t n) {
   for (; n >= kLimbWords; n -= kLimbWords) {
     const Limb x = load(a + n - kLimbWords), y = load(b + n - kLimbWords);

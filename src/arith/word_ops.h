@@ -51,8 +51,6 @@ Word divrem_1(Word* q, const Word* a, std::size_t n, Word w, Word remainder = 0)
 /// c = a 2^bits modulo 2^(32 n), 0 <= bits < 32; returns the bits shifted out. Runs downwards: c
 /// may be a itself or start above it.
 Word lshift(Word* c, const Word* a, std::size_t n, unsigned bits);
-/// c = floor(a / 2^bits), 0 <= bits < 32; returns the bits shifted out, at the top of the word.
-Word rshift(Word* c, const Word* a, std::size_t n, unsigned bits);
 
 /// -1, 0 or 1 as a is below, equal to or above b.
 int compare(const Word* a, const Word* b, std::size_t n);

@@ -226,6 +226,20 @@ TEST(Job, EndsCleanlyWhenInterrupted) {
   EXPECT_LE(too_late, 3);
 }
 
+TEST(Job, NamesTheSetThatAnInterruptedJobLeft) {
+  if (nmp::test::scale() < 1) GTEST_SKIP() << "a set needs more digits than a sanitizer is fast";
+  const TempFolder folder;
+  Child child(nmp::test::program(
+      {NF_PROGRAM, "pause:-2", "custom", "pi", "-dec:5m", "-C:1000000", "-o:" + folder.path()}));
+  ASSERT_TRUE(child.wait_for("Base Converting"));
+  ::kill(child.process(), SIGINT);
+  const ChildResult run = child.finish();
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(names_in(folder.path()).size(), 5u);
+  EXPECT_THAT(run.output, HasSubstr("    " + folder / "Pi - Hex - Chudnovsky0.ncd" +
+                                    " and 4 more of its set\n"));
+}
+
 TEST(Job, LeavesOnlyWholeFilesOnAFullDisk) {
   const TempFolder disk;
   if (::mount("none", disk.path().c_str(), "tmpfs", 0, "size=256k") != 0)
