@@ -14,8 +14,9 @@ void clear_groups(double* x, std::size_t blocks) {
 void load_edge(double* x, std::size_t blocks, const unsigned char* bytes, std::size_t total,
                std::size_t start, unsigned bits, double* squares) {
   for (; blocks > 0; --blocks, x += kBlockDoubles, start += bits) {
-    // The group after the last word may still have the bit below its first digit.
-    if (start > total) return clear_groups(x, blocks);
+    // The group after the last word may still have the bit below its first digit. No words at all
+    // may have no address.
+    if (start > total || total == 0) return clear_groups(x, blocks);
     unsigned char copy[kReadBefore + kReadAfter] = {};
     const std::size_t skip = start == 0 ? kReadBefore : 0;
     const std::size_t from = start + skip - kReadBefore;
