@@ -43,7 +43,7 @@ TEST_F(LowProductHash, IsThatOfTheWholeProduct) {
 }
 
 // A number with zeros at its end needs a shorter product, of which the transforms may need more.
-TEST_F(LowProductHash, FitsIntoTheMemoryOfALongerOne) {
+TEST_F(LowProductHash, FitsIntoTheMemoryForMoreWords) {
   AlgorithmTable table;
   table.add(20000, &floating_point_fft());
   table.add(1 << 20, &hybrid_ntt());
