@@ -48,7 +48,7 @@ hybrid::Need need(const Plan& plan, unsigned planes, std::size_t spare_words) {
 std::size_t whole_bytes(std::uint64_t words, unsigned threads) {
   static const hybrid::Bounds bounds(
       [](const Plan& plan) { return need(plan, plan.primes + 1, 0); });
-  return bounds.bytes(words, words / 2, 1, std::clamp(threads, 1u, Transform::kMaxSlots));
+  return bounds.bytes(words, words / 2, std::clamp(threads, 1u, Transform::kMaxSlots));
 }
 
 /// Words of each piece but the last: whole digits.

@@ -212,9 +212,8 @@ Bounds::Bounds(Need (*of_plan)(const Plan&)) : need_(kFormatCount * Candidates::
     }
 }
 
-std::size_t Bounds::bytes(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum,
-                          unsigned threads) const {
-  const unsigned f = first_format(shorter, sum), i = candidates().first(words);
+std::size_t Bounds::bytes(std::uint64_t words, std::uint64_t shorter, unsigned threads) const {
+  const unsigned f = first_format(shorter, 1), i = candidates().first(words);
   const bool known = f < kFormatCount && i < Candidates::kCount;
   const Candidate* const best = known ? candidates().best(f, i) : nullptr;
   if (!best || best->points > kAddressablePoints)

@@ -81,8 +81,7 @@ class Bounds {
  public:
   explicit Bounds(Need (*of_plan)(const Plan&));
   /// Past what can be addressed: the largest size there is.
-  std::size_t bytes(std::uint64_t words, std::uint64_t shorter, std::uint64_t sum,
-                    unsigned threads) const;
+  std::size_t bytes(std::uint64_t words, std::uint64_t shorter, unsigned threads) const;
 
  private:
   std::vector<Need> need_;
